@@ -1,0 +1,230 @@
+#include "Foundation/Text.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+
+#include <unicode/brkiter.h>
+#include <unicode/locid.h>
+#include <unicode/uchar.h>
+#include <unicode/unistr.h>
+#include <unicode/ustring.h>
+#include <unicode/utf16.h>
+
+namespace nimbe::text {
+namespace {
+
+constexpr UChar32 replacement = 0xFFFD;
+
+// ICU's macros convert as C does.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wconversion"
+#pragma GCC diagnostic ignored "-Wsign-conversion"
+#pragma GCC diagnostic ignored "-Wold-style-cast"
+
+/// The scalar at `at`, which moves behind it; a lone surrogate stands for itself.
+UChar32 nextScalar(std::u16string_view text, std::size_t& at) {
+    UChar32 c = 0;
+    U16_NEXT(text.data(), at, text.size(), c);
+    return c;
+}
+
+/// The same for UTF-8; negative where it is ill-formed.
+UChar32 nextScalar(std::string_view utf8, std::int32_t& at) {
+    UChar32 c = 0;
+    U8_NEXT(utf8.data(), at, static_cast<std::int32_t>(utf8.size()), c);
+    return c;
+}
+
+/// The scalar before `at`, which moves to its start.
+UChar32 previousScalar(std::string_view utf8, std::int32_t& at) {
+    UChar32 c = 0;
+    U8_PREV(utf8.data(), 0, at, c);
+    return c;
+}
+
+#pragma GCC diagnostic pop
+
+/// The view as ICU sees it, without a copy: the view must outlive the result.
+icu::UnicodeString aliased(std::u16string_view text) {
+    return {false, text.data(), static_cast<std::int32_t>(text.size())};
+}
+
+/// Finds the ends of user-perceived characters; ICU's iterator is made on the
+/// first character that needs it.
+class Characters {
+public:
+    explicit Characters(std::u16string_view text) : text(text) {}
+
+    [[nodiscard]] bool beginsAt(std::size_t offset) {
+        if (isPlain(offset)) return true;
+        auto* characters = iterator();
+        return characters == nullptr || characters->isBoundary(static_cast<std::int32_t>(offset));
+    }
+
+    /// The next boundary behind `offset`.
+    [[nodiscard]] std::size_t after(std::size_t offset) {
+        auto* characters = isPlain(offset) ? nullptr : iterator();
+        if (characters == nullptr) return offset + 1;
+        return static_cast<std::size_t>(characters->following(static_cast<std::int32_t>(offset)));
+    }
+
+private:
+    /// An ASCII letter between ASCII characters stands for itself.
+    [[nodiscard]] bool isPlain(std::size_t offset) const {
+        const auto isAscii = [&](std::size_t at) {
+            return text[at] < 0x80;
+        };
+        return isAscii(offset) && (offset == 0 || isAscii(offset - 1)) &&
+               (offset + 1 == text.size() || isAscii(offset + 1));
+    }
+
+    icu::BreakIterator* iterator() {
+        if (!iterated && !unavailable) {
+            UErrorCode status = U_ZERO_ERROR;
+            iterated.reset(
+                icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+            unavailable = U_FAILURE(status) || !iterated;
+            whole = aliased(text);
+            if (!unavailable) iterated->setText(whole);
+        }
+        return unavailable ? nullptr : iterated.get();
+    }
+
+    std::u16string_view text;
+    icu::UnicodeString whole;
+    std::unique_ptr<icu::BreakIterator> iterated;
+    bool unavailable = false;
+};
+
+std::u16string upperCase(std::u16string_view text) {
+    icu::UnicodeString upper(text.data(), static_cast<std::int32_t>(text.size()));
+    upper.toUpper(icu::Locale::getRoot());
+    return {upper.getBuffer(), static_cast<std::size_t>(upper.length())};
+}
+
+bool isLowerCase(std::u16string_view character) {
+    icu::UnicodeString lower(character.data(), static_cast<std::int32_t>(character.size()));
+    lower.toLower(icu::Locale::getRoot());
+    return lower == aliased(character) && upperCase(character) != character;
+}
+
+template <typename Predicate>
+std::u16string_view trimmedOf(std::u16string_view text, Predicate isTrimmed) {
+    while (!text.empty() && isTrimmed(text.front())) text.remove_prefix(1);
+    while (!text.empty() && isTrimmed(text.back())) text.remove_suffix(1);
+    return text;
+}
+
+} // namespace
+
+bool isWhiteSpace(char16_t c) {
+    if (c < 0x80) return c == u' ' || (c >= u'\t' && c <= u'\r');
+    return u_isUWhiteSpace(c);
+}
+
+bool isBlank(char16_t c) {
+    if (c < 0x80) return c == u' ' || c == u'\t';
+    return u_charType(c) == U_SPACE_SEPARATOR;
+}
+
+Utf16 toUtf16(std::string_view utf8) {
+    Utf16 result;
+    result.text.resize(utf8.size()); // never more code units than bytes
+    std::int32_t length = 0;
+    std::int32_t replaced = 0;
+    UErrorCode status = U_ZERO_ERROR;
+    u_strFromUTF8WithSub(result.text.data(), static_cast<std::int32_t>(result.text.size()), &length,
+        utf8.data(), static_cast<std::int32_t>(utf8.size()), replacement, &replaced, &status);
+    result.text.resize(static_cast<std::size_t>(length));
+    result.replaced = static_cast<std::size_t>(replaced);
+    return result;
+}
+
+std::string toUtf8(std::u16string_view utf16) {
+    std::string result;
+    result.resize(utf16.size() * 3); // the most that one code unit takes
+    std::int32_t length = 0;
+    UErrorCode status = U_ZERO_ERROR;
+    u_strToUTF8WithSub(result.data(), static_cast<std::int32_t>(result.size()), &length,
+        utf16.data(), static_cast<std::int32_t>(utf16.size()), replacement, nullptr, &status);
+    result.resize(static_cast<std::size_t>(length));
+    return result;
+}
+
+bool isValidUtf8(std::string_view bytes) {
+    std::int32_t at = 0;
+    const auto size = static_cast<std::int32_t>(bytes.size());
+    while (at < size)
+        if (nextScalar(bytes, at) < 0) return false;
+    return true;
+}
+
+std::u16string_view trimmed(std::u16string_view text) {
+    return trimmedOf(text, [](char16_t c) { return isWhiteSpace(c); });
+}
+
+void trim(std::u16string& text) {
+    const auto kept = trimmed(std::u16string_view(text));
+    const auto begin = static_cast<std::size_t>(kept.data() - text.data());
+    text.resize(begin + kept.size());
+    text.erase(0, begin);
+}
+
+std::u16string_view blanksTrimmed(std::u16string_view text) {
+    return trimmedOf(text, [](char16_t c) { return isBlank(c); });
+}
+
+std::string_view trimmed(std::string_view utf8) {
+    const auto isTrimmed = [](UChar32 c) {
+        return c >= 0 && u_isUWhiteSpace(c);
+    };
+    auto end = static_cast<std::int32_t>(utf8.size());
+    for (std::int32_t at = end; at > 0 && isTrimmed(previousScalar(utf8, at));) end = at;
+    const auto kept = utf8.substr(0, static_cast<std::size_t>(end));
+    std::int32_t begin = 0;
+    for (std::int32_t at = 0; at < end && isTrimmed(nextScalar(kept, at));) begin = at;
+    return kept.substr(static_cast<std::size_t>(begin));
+}
+
+std::optional<Range> firstLetter(std::u16string_view text) {
+    Characters characters(text);
+    std::size_t at = 0;
+    while (at < text.size()) {
+        const std::size_t begin = at;
+        if (!u_isUAlphabetic(nextScalar(text, at))) continue;
+        // A combining letter inside another character does not make that a letter.
+        const bool isLetter = characters.beginsAt(begin);
+        const std::size_t end = characters.after(begin);
+        if (isLetter) return Range{begin, end};
+        at = end;
+    }
+    return std::nullopt;
+}
+
+void capitalizeFirstLetter(std::u16string& text) {
+    const auto letter = firstLetter(text);
+    if (!letter) return;
+    const auto size = letter->end - letter->begin;
+    text.replace(letter->begin, size, upperCase(text.substr(letter->begin, size)));
+}
+
+void capitalizeFirstLetterIfLowerCase(std::u16string& text) {
+    const auto letter = firstLetter(text);
+    if (!letter) return;
+    const auto size = letter->end - letter->begin;
+    const std::u16string character = text.substr(letter->begin, size);
+    if (isLowerCase(character)) text.replace(letter->begin, size, upperCase(character));
+}
+
+bool hasAlphanumerics(std::u16string_view text, std::size_t count) {
+    const auto alphanumerics = U_GC_L_MASK | U_GC_M_MASK | U_GC_N_MASK;
+    std::size_t at = 0;
+    while (count > 0 && at < text.size()) {
+        const UChar32 c = nextScalar(text, at);
+        if ((U_GET_GC_MASK(c) & alphanumerics) != 0) --count;
+    }
+    return count == 0;
+}
+
+} // namespace nimbe::text

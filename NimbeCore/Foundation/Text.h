@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace nimbe {
+
+/// Text is UTF-8 in std::string; the steps that need ICU work on UTF-16. What
+/// white space, letters and alphanumerics are is Unicode's word, not a locale's.
+namespace text {
+
+/// Any White_Space character: blanks, line breaks, U+0085, U+2028, U+2029.
+[[nodiscard]] bool isWhiteSpace(char16_t c);
+
+/// White space within a line: general category Zs and the tab.
+[[nodiscard]] bool isBlank(char16_t c);
+
+struct Utf16 {
+    std::u16string text;
+    /// How many ill-formed sequences became U+FFFD.
+    std::size_t replaced = 0;
+};
+
+/// For text of up to 2^31 - 1 bytes.
+[[nodiscard]] Utf16 toUtf16(std::string_view utf8);
+
+/// A lone surrogate becomes U+FFFD.
+[[nodiscard]] std::string toUtf8(std::u16string_view utf16);
+
+[[nodiscard]] bool isValidUtf8(std::string_view bytes);
+
+/// Without white space and line breaks at both ends.
+[[nodiscard]] std::u16string_view trimmed(std::u16string_view text);
+
+/// The same in place.
+void trim(std::u16string& text);
+
+/// Without blanks at both ends; line breaks stay.
+[[nodiscard]] std::u16string_view blanksTrimmed(std::u16string_view text);
+
+/// Same as trimmed, for UTF-8.
+[[nodiscard]] std::string_view trimmed(std::string_view utf8);
+
+struct Range {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+};
+
+/// The first user-perceived character that is a letter, marks included.
+[[nodiscard]] std::optional<Range> firstLetter(std::u16string_view text);
+
+/// Puts that character into its upper-case form, which may be longer.
+void capitalizeFirstLetter(std::u16string& text);
+
+/// The same, but only for a character that is lower case.
+void capitalizeFirstLetterIfLowerCase(std::u16string& text);
+
+/// True when `text` holds at least `count` scalars of the general categories
+/// L*, M* and N*: letters, their marks, and numbers.
+[[nodiscard]] bool hasAlphanumerics(std::u16string_view text, std::size_t count);
+
+} // namespace text
+} // namespace nimbe

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "Foundation/Log.h"
+
+namespace nimbe {
+
+/// Keeps the lines. Any thread writes; the test reads when they have ended.
+class FakeLogSink final : public LogSink {
+public:
+    struct Line {
+        LogLevel level;
+        std::string category;
+        std::string text;
+    };
+    std::vector<Line> lines;
+
+    void write(LogLevel level, std::string_view category, std::string_view line) override {
+        const std::lock_guard lock(mutex);
+        lines.push_back({level, std::string(category), std::string(line)});
+    }
+
+    [[nodiscard]] bool has(LogLevel level, std::string_view part) const {
+        for (const auto& line : lines)
+            if (line.level == level && line.text.find(part) != line.text.npos) return true;
+        return false;
+    }
+
+private:
+    std::mutex mutex;
+};
+
+} // namespace nimbe

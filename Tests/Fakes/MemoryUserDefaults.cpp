@@ -1,0 +1,52 @@
+#include "Fakes/MemoryUserDefaults.h"
+
+namespace nimbe {
+
+Result<std::optional<UserDefaults::Value>, DefaultsError> MemoryUserDefaults::value(
+    std::string_view key) {
+    const std::lock_guard lock(mutex);
+    if (unreadable.contains(key)) return failure(DefaultsError{DefaultsError::Kind::unreadable});
+    const auto found = values.find(key);
+    if (found == values.end()) return std::optional<Value>();
+    return std::optional<Value>(found->second);
+}
+
+bool MemoryUserDefaults::setValue(std::string_view key, const Value& value) {
+    const std::lock_guard lock(mutex);
+    if (refusesWrites) isFailed = depth > 0;
+    if (refusesWrites || isFailed) return false;
+    values.insert_or_assign(std::string(key), value);
+    return true;
+}
+
+bool MemoryUserDefaults::removeValue(std::string_view key) {
+    const std::lock_guard lock(mutex);
+    if (refusesWrites) isFailed = depth > 0;
+    if (refusesWrites || isFailed) return false;
+    if (const auto found = values.find(key); found != values.end()) values.erase(found);
+    return true;
+}
+
+bool MemoryUserDefaults::transaction(const std::function<bool()>& body) {
+    const std::lock_guard lock(mutex);
+    const auto before = values;
+    ++depth;
+    const auto finish = [&](bool keep) {
+        if (!keep) isFailed = true;
+        if (--depth > 0) return keep;
+        const bool kept = !isFailed;
+        isFailed = false;
+        if (!kept) values = before;
+        return kept;
+    };
+    bool keep = false;
+    try {
+        keep = body();
+    } catch (...) {
+        finish(false);
+        throw;
+    }
+    return finish(keep);
+}
+
+} // namespace nimbe

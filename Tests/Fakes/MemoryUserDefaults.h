@@ -1,0 +1,29 @@
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <set>
+
+#include "Foundation/UserDefaults.h"
+
+namespace nimbe {
+
+/// A settings store in memory. Any thread.
+class MemoryUserDefaults final : public UserDefaults {
+public:
+    bool refusesWrites = false;                    // like a full disk
+    std::set<std::string, std::less<>> unreadable; // keys whose bytes are damaged
+
+    [[nodiscard]] Result<std::optional<Value>, DefaultsError> value(std::string_view key) override;
+    [[nodiscard]] bool setValue(std::string_view key, const Value& value) override;
+    [[nodiscard]] bool removeValue(std::string_view key) override;
+    [[nodiscard]] bool transaction(const std::function<bool()>& body) override;
+
+private:
+    std::recursive_mutex mutex;
+    std::map<std::string, Value, std::less<>> values;
+    int depth = 0;
+    bool isFailed = false;
+};
+
+} // namespace nimbe

@@ -1,0 +1,31 @@
+#include "Support/TemporaryFolder.h"
+
+#include <cstdlib>
+#include <string>
+#include <sys/mount.h>
+#include <utility>
+
+namespace nimbe {
+
+TemporaryFolder::TemporaryFolder() {
+    std::string name = std::filesystem::temp_directory_path() / "nimbe-test-XXXXXX";
+    if (::mkdtemp(name.data()) == nullptr) std::abort();
+    path = name;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+    std::error_code error;
+    std::filesystem::remove_all(path, error);
+}
+
+SmallDisk::SmallDisk(std::filesystem::path at, std::size_t size) : path(std::move(at)) {
+    std::filesystem::create_directories(path);
+    const std::string options = "mode=0700,size=" + std::to_string(size);
+    isMounted = ::mount("nimbe-test", path.c_str(), "tmpfs", 0, options.c_str()) == 0;
+}
+
+SmallDisk::~SmallDisk() {
+    if (isMounted) ::umount2(path.c_str(), MNT_DETACH);
+}
+
+} // namespace nimbe
