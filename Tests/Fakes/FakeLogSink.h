@@ -29,6 +29,13 @@ public:
         return false;
     }
 
+    /// For the message of a failed expectation.
+    [[nodiscard]] std::string all() const {
+        std::string text;
+        for (const auto& line : lines) text += line.text + "\n";
+        return text;
+    }
+
 private:
     std::mutex mutex;
 };

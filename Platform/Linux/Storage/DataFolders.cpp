@@ -1,0 +1,42 @@
+#include "PlatformStorage/DataFolders.h"
+
+#include <cstdlib>
+
+namespace nimbe {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Empty and relative values count as unset, as the XDG rules say.
+std::optional<fs::path> folder(const DataFolders::Environment& environment, const char* name) {
+    const auto value = environment(name);
+    if (!value || value->empty() || value->front() != '/') return std::nullopt;
+    return fs::path(*value);
+}
+
+} // namespace
+
+std::optional<DataFolders> DataFolders::find(const Environment& environment) {
+    if (const auto portable = folder(environment, "NIMBE_HOME"))
+        return DataFolders{*portable / "data", *portable / "cache", *portable / "config"};
+
+    const auto home = folder(environment, "HOME");
+    const auto base = [&](const char* name, const char* below) {
+        const auto set = folder(environment, name);
+        return set || !home ? set : std::optional<fs::path>(*home / below);
+    };
+    const auto data = base("XDG_DATA_HOME", ".local/share");
+    const auto cache = base("XDG_CACHE_HOME", ".cache");
+    const auto config = base("XDG_CONFIG_HOME", ".config");
+    if (!data || !cache || !config) return std::nullopt;
+    return DataFolders{*data / "nimbe", *cache / "nimbe", *config};
+}
+
+std::optional<DataFolders> DataFolders::find() {
+    return find([](const char* name) -> std::optional<std::string> {
+        const char* value = std::getenv(name);
+        return value ? std::optional<std::string>(value) : std::nullopt;
+    });
+}
+
+} // namespace nimbe

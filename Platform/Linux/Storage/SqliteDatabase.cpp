@@ -1,0 +1,136 @@
+#include "PlatformStorage/SqliteDatabase.h"
+
+#include <sqlite3.h>
+
+namespace nimbe {
+namespace {
+
+constexpr int patienceMilliseconds = 5000;
+constexpr int limitedSteps = 20'000'000;
+
+int stop(void* /*context*/) {
+    return 1;
+}
+
+} // namespace
+
+bool SqliteCode::isRow() const {
+    return code == SQLITE_ROW;
+}
+
+bool SqliteCode::isDone() const {
+    return code == SQLITE_DONE;
+}
+
+bool SqliteCode::isDamage() const {
+    const int primary = code & 0xFF;
+    return primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
+}
+
+const char* SqliteCode::text() const {
+    return sqlite3_errstr(code);
+}
+
+void SqliteStatement::Finalize::operator()(sqlite3_stmt* statement) const {
+    sqlite3_finalize(statement);
+}
+
+void SqliteStatement::bind(int position, std::string_view text) {
+    sqlite3_bind_text64(
+        statement.get(), position, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+}
+
+void SqliteStatement::bind(int position, std::int64_t number) {
+    sqlite3_bind_int64(statement.get(), position, number);
+}
+
+void SqliteStatement::bind(int position, const Bytes& bytes) {
+    // A null pointer would bind NULL: no bytes are still a value.
+    static constexpr std::uint8_t nothing = 0;
+    const void* data = bytes.empty() ? &nothing : bytes.data();
+    sqlite3_bind_blob64(statement.get(), position, data, bytes.size(), SQLITE_TRANSIENT);
+}
+
+SqliteCode SqliteStatement::step() {
+    if (!statement) return preparation;
+    return {sqlite3_step(statement.get())};
+}
+
+void SqliteStatement::reset() {
+    sqlite3_reset(statement.get());
+    sqlite3_clear_bindings(statement.get());
+}
+
+std::int64_t SqliteStatement::integer(int column) const {
+    return sqlite3_column_int64(statement.get(), column);
+}
+
+std::string_view SqliteStatement::bytes(int column) const {
+    const auto* data = static_cast<const char*>(sqlite3_column_blob(statement.get(), column));
+    const int size = sqlite3_column_bytes(statement.get(), column);
+    return data ? std::string_view(data, static_cast<std::size_t>(size)) : std::string_view();
+}
+
+bool SqliteStatement::isInteger(int column) const {
+    return sqlite3_column_type(statement.get(), column) == SQLITE_INTEGER;
+}
+
+void SqliteDatabase::Close::operator()(sqlite3* database) const {
+    sqlite3_close_v2(database);
+}
+
+Result<SqliteDatabase, SqliteCode> SqliteDatabase::open(
+    const std::filesystem::path& file, Access access) {
+    const int create = access == Access::create ? SQLITE_OPEN_CREATE : 0;
+    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE | create;
+    sqlite3* handle = nullptr;
+    const int code = sqlite3_open_v2(file.c_str(), &handle, flags, nullptr);
+    SqliteDatabase database(handle);
+    if (code != SQLITE_OK) return failure(SqliteCode{code});
+    sqlite3_busy_timeout(handle, patienceMilliseconds);
+    sqlite3_db_config(handle, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    const auto careful = database.execute("PRAGMA cell_size_check = ON");
+    if (!careful.isOk()) return failure(careful);
+    return database;
+}
+
+SqliteCode SqliteDatabase::execute(const char* sql) {
+    return {sqlite3_exec(database.get(), sql, nullptr, nullptr, nullptr)};
+}
+
+SqliteStatement SqliteDatabase::prepare(std::string_view sql) {
+    SqliteStatement result;
+    sqlite3_stmt* statement = nullptr;
+    result.preparation.code = sqlite3_prepare_v3(database.get(), sql.data(),
+        static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+    result.statement.reset(statement);
+    return result;
+}
+
+Result<std::string, SqliteCode> SqliteDatabase::text(std::string_view sql) {
+    auto statement = prepare(sql);
+    const auto code = statement.step();
+    if (code.isDone()) return std::string();
+    if (!code.isRow()) return failure(code);
+    return std::string(statement.bytes(0));
+}
+
+Result<std::int64_t, SqliteCode> SqliteDatabase::integer(std::string_view sql) {
+    auto statement = prepare(sql);
+    const auto code = statement.step();
+    if (code.isDone()) return 0;
+    if (!code.isRow()) return failure(code);
+    return statement.integer(0);
+}
+
+void SqliteDatabase::setLimited(bool isLimited) {
+    sqlite3_progress_handler(
+        database.get(), isLimited ? limitedSteps : 0, isLimited ? stop : nullptr, nullptr);
+}
+
+bool SqliteDatabase::isAutocommitting() const {
+    return sqlite3_get_autocommit(database.get()) != 0;
+}
+
+} // namespace nimbe

@@ -1,0 +1,104 @@
+#include "PlatformStorage/SqliteUserDefaults.h"
+
+namespace nimbe {
+
+SqliteUserDefaults::SqliteUserDefaults(std::filesystem::path path, LogSink& sink)
+    : log(sink, "settings"), file(std::move(path), sink) {}
+
+Result<std::optional<UserDefaults::Value>, DefaultsError> SqliteUserDefaults::value(
+    std::string_view key) {
+    const std::lock_guard lock(mutex);
+    const auto known = memory.find(key);
+    const auto version = file.version(SqliteUserDefaultsFile::Use::read);
+    if (version && known != memory.end() && known->second.version == *version)
+        return known->second.value;
+
+    auto stored = version ? file.read(key)
+                          : Result<std::optional<Value>, DefaultsError>(failure(version.error()));
+    if (stored) {
+        remember(key, *stored, *version);
+        return stored;
+    }
+    if (known != memory.end()) {
+        log.warning("settings: a value could not be read, the last one seen stands in");
+        return known->second.value;
+    }
+    return stored;
+}
+
+bool SqliteUserDefaults::setValue(std::string_view key, const Value& value) {
+    return write(key, value);
+}
+
+bool SqliteUserDefaults::removeValue(std::string_view key) {
+    return write(key, std::nullopt);
+}
+
+bool SqliteUserDefaults::write(std::string_view key, std::optional<Value> value) {
+    const std::lock_guard lock(mutex);
+    if (transactionFailed) return false;
+    const bool stored = file.version(SqliteUserDefaultsFile::Use::write).has_value() &&
+                        (value ? file.write(key, *value) : file.erase(key));
+    if (!stored) {
+        transactionFailed = transactionDepth > 0;
+        return false;
+    }
+    // Asked again: the first write of all makes the file.
+    const auto version = file.version(SqliteUserDefaultsFile::Use::write);
+    remember(key, std::move(value), version.value_or(-1));
+    return true;
+}
+
+bool SqliteUserDefaults::transaction(const std::function<bool()>& body) {
+    const std::lock_guard lock(mutex);
+    if (transactionDepth == 0) {
+        if (!file.version(SqliteUserDefaultsFile::Use::write) || !file.begin()) return false;
+        before.clear();
+        transactionFailed = false;
+    }
+    ++transactionDepth;
+    bool keep = false;
+    try {
+        keep = body();
+    } catch (...) {
+        (void)finish(false);
+        throw;
+    }
+    return finish(keep);
+}
+
+/// Ends the innermost transaction; only the outermost ends the file's.
+bool SqliteUserDefaults::finish(bool keep) {
+    --transactionDepth;
+    if (!keep) transactionFailed = true;
+    if (transactionDepth > 0) return keep;
+
+    const bool kept = file.end(!transactionFailed) && !transactionFailed;
+    transactionFailed = false;
+    if (!kept) {
+        for (auto& [key, seen] : before) {
+            if (seen)
+                memory.insert_or_assign(key, std::move(*seen));
+            else
+                memory.erase(key);
+        }
+    }
+    before.clear();
+    return kept;
+}
+
+void SqliteUserDefaults::remember(
+    std::string_view key, std::optional<Value> value, std::int64_t version) {
+    const auto known = memory.find(key);
+    if (transactionDepth > 0 && !before.contains(key)) {
+        before.emplace(
+            key, known == memory.end() ? std::nullopt : std::optional<Seen>(known->second));
+    }
+    Seen seen{std::move(value), version};
+    if (known == memory.end())
+        memory.emplace(key, std::move(seen));
+    else
+        known->second = std::move(seen);
+}
+
+} // namespace nimbe

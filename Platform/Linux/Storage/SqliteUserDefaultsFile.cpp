@@ -1,0 +1,345 @@
+#include "PlatformStorage/SqliteUserDefaultsFile.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "Foundation/Date.h"
+#include "Foundation/ISO8601.h"
+#include "Foundation/Json.h"
+
+namespace nimbe {
+namespace {
+
+namespace fs = std::filesystem;
+using Value = UserDefaults::Value;
+
+// Kept to the letter: a file whose schema reads otherwise is not one of ours.
+constexpr const char* schema =
+    "CREATE TABLE defaults(key TEXT NOT NULL UNIQUE, kind INTEGER NOT NULL, value BLOB NOT NULL)";
+constexpr std::int64_t schemaVersion = 1;
+constexpr Seconds lockPatience = 5;
+
+/// The stored number of a value's type; part of the format.
+enum class Kind : std::int64_t { boolean = 0, string = 1, binary = 2, stringArray = 3 };
+
+struct Encoder {
+    std::pair<Kind, Bytes> operator()(bool boolean) const {
+        return {Kind::boolean, {static_cast<std::uint8_t>(boolean ? 1 : 0)}};
+    }
+    std::pair<Kind, Bytes> operator()(const std::string& text) const {
+        return {Kind::string, Bytes(text.begin(), text.end())};
+    }
+    std::pair<Kind, Bytes> operator()(const Bytes& bytes) const { return {Kind::binary, bytes}; }
+    std::pair<Kind, Bytes> operator()(const std::vector<std::string>& texts) const {
+        Json::Array elements;
+        for (const auto& text : texts) elements.emplace_back(text);
+        const std::string json = Json(std::move(elements)).text();
+        return {Kind::stringArray, Bytes(json.begin(), json.end())};
+    }
+};
+
+std::optional<Value> decode(std::int64_t kind, std::string_view bytes) {
+    switch (static_cast<Kind>(kind)) {
+    case Kind::boolean:
+        if (bytes.size() != 1 || (bytes[0] != 0 && bytes[0] != 1)) return std::nullopt;
+        return Value(bytes[0] == 1);
+    case Kind::string: return Value(std::string(bytes));
+    case Kind::binary: return Value(Bytes(bytes.begin(), bytes.end()));
+    case Kind::stringArray: {
+        const auto json = Json::parse(bytes);
+        const auto* elements = json ? json->asArray() : nullptr;
+        if (!elements) return std::nullopt;
+        std::vector<std::string> texts;
+        for (const auto& element : *elements) {
+            if (!element.asString()) return std::nullopt;
+            texts.push_back(*element.asString());
+        }
+        return Value(std::move(texts));
+    }
+    }
+    return std::nullopt;
+}
+
+fs::path withSuffix(const fs::path& path, std::string_view suffix) {
+    fs::path result = path;
+    result += suffix;
+    return result;
+}
+
+/// A name beside `path` that is not taken: ….damaged-20260307T214830Z[-2…].
+fs::path nameForDamaged(const fs::path& path) {
+    std::string stamp = iso8601::format(Date::now());
+    std::erase_if(stamp, [](char c) { return c == '-' || c == ':'; });
+    const fs::path plain = withSuffix(path, ".damaged-" + stamp);
+    fs::path name = plain;
+    std::error_code error;
+    for (int count = 2; fs::exists(name, error); ++count)
+        name = withSuffix(plain, "-" + std::to_string(count));
+    return name;
+}
+
+} // namespace
+
+SqliteUserDefaultsFile::SqliteUserDefaultsFile(fs::path path, LogSink& sink)
+    : path(std::move(path)), sink(sink), log(sink, "settings") {}
+
+Result<std::int64_t, DefaultsError> SqliteUserDefaultsFile::version(Use use) {
+    using enum DefaultsError::Kind;
+    // Found damaged since; set aside by another process; removed by the user.
+    if (opened && !isInTransaction && (isSuspect || !isStillThere())) opened.reset();
+    isSuspect = false;
+    if (!opened) {
+        std::error_code error;
+        const bool exists = fs::exists(path, error);
+        if (error) log.error("settings: the file cannot be looked up, errno=%d", error.value());
+        if (error) return failure(DefaultsError{unavailable});
+        if (!exists && use == Use::read) return 0; // read() answers: nothing there
+        if (!prepareFolder()) return failure(DefaultsError{unavailable});
+        Health health = openSound();
+        if (health == Health::damaged) health = repair();
+        lock.reset();
+        if (health == Health::damaged) return failure(DefaultsError{unreadable});
+        if (health == Health::newer) return failure(DefaultsError{unreadable});
+        if (health == Health::unreachable) return failure(DefaultsError{unavailable});
+    }
+    opened->version.reset();
+    const auto code = opened->version.step();
+    if (!code.isRow()) {
+        return failure(report(code, "asking the file"));
+    }
+    const std::int64_t number = opened->version.integer(0);
+    opened->version.reset();
+    // The count of openings tells one file's numbers from the next one's.
+    return openings << 32 | number;
+}
+
+Result<std::optional<Value>, DefaultsError> SqliteUserDefaultsFile::read(std::string_view key) {
+    using enum DefaultsError::Kind;
+    if (!opened) return std::optional<Value>();
+    auto& select = opened->select;
+    select.bind(1, key);
+    const auto code = select.step();
+    std::optional<Value> value;
+    if (code.isRow()) value = decode(select.integer(0), select.bytes(1));
+    select.reset();
+    if (code.isDone()) return std::optional<Value>();
+    if (!code.isRow()) {
+        return failure(report(code, "reading"));
+    }
+    if (!value) {
+        log.error("settings: a stored value does not have the form of its type");
+        return failure(DefaultsError{unreadable});
+    }
+    return value;
+}
+
+bool SqliteUserDefaultsFile::write(std::string_view key, const Value& value) {
+    const auto [kind, bytes] = std::visit(Encoder{}, value);
+    auto& upsert = opened->upsert;
+    upsert.bind(1, key);
+    upsert.bind(2, static_cast<std::int64_t>(kind));
+    upsert.bind(3, bytes);
+    return finish(upsert, "writing");
+}
+
+bool SqliteUserDefaultsFile::erase(std::string_view key) {
+    opened->remove.bind(1, key);
+    return finish(opened->remove, "removing");
+}
+
+bool SqliteUserDefaultsFile::finish(SqliteStatement& statement, const char* action) {
+    const auto code = statement.step();
+    statement.reset();
+    if (!code.isDone()) (void)report(code, action);
+    return code.isDone();
+}
+
+DefaultsError SqliteUserDefaultsFile::report(SqliteCode code, const char* action) {
+    log.error("settings: %s failed: %s", action, code.text());
+    isSuspect = isSuspect || code.isDamage();
+    return {code.isDamage() ? DefaultsError::Kind::unreadable : DefaultsError::Kind::unavailable};
+}
+
+bool SqliteUserDefaultsFile::begin() {
+    const auto code = opened->database.execute("BEGIN IMMEDIATE");
+    isInTransaction = code.isOk();
+    if (!code.isOk()) (void)report(code, "beginning");
+    return code.isOk();
+}
+
+bool SqliteUserDefaultsFile::end(bool keep) {
+    isInTransaction = false;
+    auto& database = opened->database;
+    // On a full disk SQLite may have rolled back by itself.
+    if (database.isAutocommitting()) return false;
+    if (keep) {
+        const auto code = database.execute("COMMIT");
+        if (code.isOk()) return true;
+        (void)report(code, "keeping");
+    }
+    if (!database.isAutocommitting()) (void)database.execute("ROLLBACK");
+    return false;
+}
+
+bool SqliteUserDefaultsFile::isStillThere() const {
+    struct stat now {};
+    return ::stat(path.c_str(), &now) == 0 && now.st_dev == opened->device &&
+           now.st_ino == opened->inode;
+}
+
+bool SqliteUserDefaultsFile::prepareFolder() {
+    std::error_code error;
+    const auto folder = path.parent_path();
+    if (!fs::exists(folder, error)) {
+        fs::create_directories(folder, error);
+        if (!error) fs::permissions(folder, fs::perms::owner_all, error);
+        if (error) {
+            log.error("settings: the folder cannot be made, errno=%d", error.value());
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Keeps other processes from setting up or mending the file; until the end of
+/// the opening.
+bool SqliteUserDefaultsFile::acquireLock() {
+    if (!lock) lock = FileLock::acquire(withSuffix(path, ".lock"), lockPatience);
+    if (!lock) log.error("settings: another process holds the file's lock");
+    return lock.has_value();
+}
+
+/// Opens the file, making it when there is none, and looks it over once.
+SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::openSound() {
+    // Made here and not by SQLite, which would leave it readable for others.
+    const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    struct stat identity {};
+    const bool exists = descriptor >= 0 && ::fstat(descriptor, &identity) == 0;
+    const int reason = errno;
+    if (descriptor >= 0) ::close(descriptor);
+    if (!exists) {
+        log.error("settings: the file cannot be opened, errno=%d", reason);
+        return Health::unreachable;
+    }
+
+    auto database = SqliteDatabase::open(path, SqliteDatabase::Access::existing);
+    if (!database) {
+        log.error("settings: opening failed: %s", database.error().text());
+        return database.error().isDamage() ? Health::damaged : Health::unreachable;
+    }
+    database->setLimited(true);
+    const Health health = check(*database);
+    database->setLimited(false);
+    if (health != Health::sound) return health;
+
+    auto select = database->prepare("SELECT kind, value FROM defaults WHERE key = ?");
+    auto upsert = database->prepare("INSERT INTO defaults(key, kind, value) VALUES(?, ?, ?) "
+                                    "ON CONFLICT(key) DO UPDATE SET kind = excluded.kind, "
+                                    "value = excluded.value");
+    auto remove = database->prepare("DELETE FROM defaults WHERE key = ?");
+    auto version = database->prepare("PRAGMA data_version");
+    opened.emplace(Opened{std::move(*database), std::move(select), std::move(upsert),
+        std::move(remove), std::move(version), identity.st_dev, identity.st_ino});
+    ++openings;
+    return Health::sound;
+}
+
+SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::check(SqliteDatabase& database) {
+    const auto verdict = [this](SqliteCode code, const char* step) {
+        log.error("settings: %s failed: %s", step, code.text());
+        return code.isDamage() ? Health::damaged : Health::unreachable;
+    };
+    // SQLite does not wait for another process that is switching the journal just
+    // now but fails at once; so that is done under a lock of our own.
+    const auto journal = database.text("PRAGMA journal_mode");
+    if (!journal) return verdict(journal.error(), "reading the journal mode");
+    if (*journal != "wal" && !acquireLock()) return Health::unreachable;
+    for (const char* setting : {"PRAGMA journal_mode = WAL", "PRAGMA synchronous = FULL"})
+        if (const auto code = database.execute(setting); !code.isOk())
+            return verdict(code, "setting up");
+
+    auto version = database.integer("PRAGMA user_version");
+    if (!version) return verdict(version.error(), "reading the version");
+    if (*version == 0) {
+        // New, or another process is making it: the lock tells.
+        if (const auto code = database.execute("BEGIN IMMEDIATE"); !code.isOk())
+            return verdict(code, "locking");
+        const auto tables = database.integer("SELECT count(*) FROM sqlite_schema");
+        if (tables && *tables == 0) {
+            (void)database.execute(schema);
+            (void)database.execute("PRAGMA user_version = 1");
+        }
+        if (const auto code = database.execute("COMMIT"); !code.isOk())
+            return verdict(code, "making the table");
+        version = database.integer("PRAGMA user_version");
+        if (!version) return verdict(version.error(), "reading the version");
+    }
+    if (*version != schemaVersion) {
+        log.error("settings: the file is of version %lld", static_cast<long long>(*version));
+        return *version > schemaVersion ? Health::newer : Health::damaged;
+    }
+
+    const auto found =
+        database.text("SELECT group_concat(sql, ';') FROM sqlite_schema WHERE sql IS NOT NULL");
+    if (!found) return verdict(found.error(), "reading the schema");
+    const auto soundness = database.text("PRAGMA quick_check(1)");
+    if (!soundness) return verdict(soundness.error(), "checking");
+    if (*found == schema && *soundness == "ok") return Health::sound;
+    log.error("settings: the file is damaged");
+    return Health::damaged;
+}
+
+SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::repair() {
+    if (!acquireLock()) return Health::unreachable;
+    // Another process may have mended it before the lock was ours.
+    if (const Health health = openSound(); health != Health::damaged) return health;
+
+    const fs::path aside = nameForDamaged(path);
+    std::error_code error;
+    // The log first: with a new file in its place it would be played into that.
+    fs::rename(withSuffix(path, "-wal"), withSuffix(aside, "-wal"), error);
+    fs::remove(withSuffix(path, "-shm"), error);
+    fs::rename(path, aside, error);
+    if (error) {
+        log.error("settings: the damaged file cannot be set aside, errno=%d", error.value());
+        return Health::unreachable;
+    }
+    log.error("settings: set aside as %s", aside.filename().c_str());
+    const Health health = openSound();
+    if (health == Health::sound) salvage(aside);
+    return health;
+}
+
+/// Copies every value that can still be read; reads from both ends, since a
+/// damaged page stops either way.
+void SqliteUserDefaultsFile::salvage(const fs::path& damaged) {
+    auto source = SqliteDatabase::open(damaged, SqliteDatabase::Access::existing);
+    if (!source || !begin()) return;
+    source->setLimited(true);
+    auto insert = opened->database.prepare(
+        "INSERT OR IGNORE INTO defaults(key, kind, value) VALUES(?, ?, ?)");
+    for (const char* order : {"ASC", "DESC"}) {
+        auto select = source->prepare(
+            std::string("SELECT key, kind, value FROM defaults ORDER BY rowid ") + order);
+        while (select.step().isRow()) {
+            const auto kind = select.integer(1);
+            const auto bytes = select.bytes(2);
+            if (!select.isInteger(1) || !decode(kind, bytes)) continue;
+            insert.bind(1, select.bytes(0));
+            insert.bind(2, kind);
+            insert.bind(3, Bytes(bytes.begin(), bytes.end()));
+            (void)insert.step();
+            insert.reset();
+        }
+    }
+    const auto saved = opened->database.integer("SELECT count(*) FROM defaults");
+    if (end(true) && saved)
+        log.error(
+            "settings: values saved from the damaged file: %lld", static_cast<long long>(*saved));
+}
+
+} // namespace nimbe

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string_view>
+
+#include "Foundation/Log.h"
+#include "Foundation/UserDefaults.h"
+#include "PlatformStorage/FileLock.h"
+#include "PlatformStorage/SqliteDatabase.h"
+
+namespace nimbe {
+
+/// The file behind SqliteUserDefaults: one table of keys and values in a SQLite
+/// database with a write-ahead log, synced at every commit. Mode 0600 in a folder
+/// of mode 0700.
+///
+/// A damaged file is set aside beside the new one ("….damaged-DATE"), into which
+/// every value that can still be read is copied. A file of a newer version is
+/// left alone and its values are unavailable.
+///
+/// Errors go to the log here; callers pass on that there was one. One thread at
+/// a time.
+class SqliteUserDefaultsFile {
+public:
+    enum class Use { read, write };
+
+    SqliteUserDefaultsFile(std::filesystem::path path, LogSink& sink);
+
+    /// A number that stays the same as long as no other connection changes the
+    /// file; opens it when that is still to do. Reading does not make a file.
+    [[nodiscard]] Result<std::int64_t, DefaultsError> version(Use use);
+
+    // After a call of version() that succeeded:
+    [[nodiscard]] Result<std::optional<UserDefaults::Value>, DefaultsError> read(
+        std::string_view key);
+    [[nodiscard]] bool write(std::string_view key, const UserDefaults::Value& value);
+    [[nodiscard]] bool erase(std::string_view key);
+
+    /// A transaction that holds the write lock from the start.
+    [[nodiscard]] bool begin();
+    [[nodiscard]] bool end(bool keep);
+
+private:
+    struct Opened {
+        SqliteDatabase database;
+        SqliteStatement select;
+        SqliteStatement upsert;
+        SqliteStatement remove;
+        SqliteStatement version;
+        std::uint64_t device = 0; // which file the path named
+        std::uint64_t inode = 0;
+    };
+    enum class Health { sound, damaged, newer, unreachable };
+
+    std::filesystem::path path;
+    LogSink& sink;
+    Log log;
+    std::optional<Opened> opened;
+    std::optional<FileLock> lock; // while the file is being opened, and needs it
+    std::int64_t openings = 0;
+    bool isInTransaction = false;
+    bool isSuspect = false; // damage was met: look it over again before the next use
+
+    [[nodiscard]] bool isStillThere() const;
+    [[nodiscard]] bool prepareFolder();
+    [[nodiscard]] bool acquireLock();
+    [[nodiscard]] Health openSound();
+    [[nodiscard]] Health check(SqliteDatabase& database);
+    [[nodiscard]] Health repair();
+    void salvage(const std::filesystem::path& damaged);
+    [[nodiscard]] bool finish(SqliteStatement& statement, const char* action);
+    [[nodiscard]] DefaultsError report(SqliteCode code, const char* action);
+};
+
+} // namespace nimbe

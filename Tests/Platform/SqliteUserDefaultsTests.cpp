@@ -1,0 +1,328 @@
+#include <algorithm>
+#include <csignal>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "Fakes/FakeLogSink.h"
+#include "PlatformStorage/SqliteUserDefaults.h"
+#include "Support/TemporaryFolder.h"
+
+namespace nimbe {
+namespace {
+
+namespace fs = std::filesystem;
+
+const Setting<std::string> name{"name", "nobody"};
+const Setting<std::string> other{"other", "unset"};
+const Setting<Bytes> blob{"blob"};
+const Setting<std::vector<std::string>> list{"list"};
+
+struct SqliteUserDefaultsTest : testing::Test {
+    TemporaryFolder folder;
+    FakeLogSink log;
+    fs::path file = folder.path / "nimbe" / "settings.sqlite";
+
+    [[nodiscard]] std::unique_ptr<SqliteUserDefaults> open() {
+        return std::make_unique<SqliteUserDefaults>(file, log);
+    }
+
+    [[nodiscard]] std::string bytes() const {
+        std::ifstream in(file, std::ios::binary);
+        return {std::istreambuf_iterator<char>(in), {}};
+    }
+    void setBytes(std::string_view text) const {
+        std::ofstream(file, std::ios::binary | std::ios::trunc) << text;
+    }
+
+    /// Files set aside beside the settings, write-ahead logs not counted.
+    [[nodiscard]] int asideCount() const {
+        int count = 0;
+        for (const auto& entry : fs::directory_iterator(file.parent_path())) {
+            const auto text = entry.path().filename().string();
+            if (text.find(".damaged-") != text.npos && !text.ends_with("-wal") &&
+                !text.ends_with("-shm"))
+                ++count;
+        }
+        return count;
+    }
+
+    /// Runs `body` in a process of its own; true when it returned true.
+    template <typename Body>
+    static bool inProcess(Body body) {
+        const pid_t child = ::fork();
+        if (child == 0) ::_exit(body() ? 0 : 1);
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    }
+};
+
+} // namespace
+
+TEST_F(SqliteUserDefaultsTest, readingMakesNoFileAndWritingAPrivateOne) {
+    ::umask(022);
+    auto defaults = open();
+    EXPECT_EQ(defaults->get(name), "nobody");
+    EXPECT_FALSE(fs::exists(file.parent_path()));
+    EXPECT_TRUE(defaults->set(name, std::string("a")));
+    EXPECT_EQ(fs::status(file.parent_path()).permissions(), fs::perms(0700));
+    for (const auto& entry : fs::directory_iterator(file.parent_path()))
+        EXPECT_EQ(entry.status().permissions(), fs::perms(0600)) << entry.path();
+    EXPECT_TRUE(log.lines.empty());
+}
+
+TEST_F(SqliteUserDefaultsTest, anotherProcessSeesWritesAndIsSeen) {
+    auto defaults = open();
+    EXPECT_TRUE(defaults->set(name, std::string("first")));
+    EXPECT_EQ(defaults->get(name), "first");
+    EXPECT_TRUE(inProcess([&] {
+        auto theirs = open();
+        return theirs->get(name) == "first" && theirs->set(name, std::string("second")) &&
+               theirs->remove(other);
+    }));
+    EXPECT_EQ(defaults->get(name), "second") << "what is in memory is not trusted blindly";
+}
+
+TEST_F(SqliteUserDefaultsTest, processesDoNotLoseEachOthersChanges) {
+    constexpr int rounds = 100;
+    const auto append = [&](const char* text) {
+        auto defaults = open();
+        for (int i = 0; i < rounds; ++i) {
+            const bool kept = defaults->transaction([&] {
+                auto texts = defaults->get(list);
+                texts.emplace_back(text);
+                return defaults->set(list, texts);
+            });
+            if (!kept) return false;
+        }
+        return true;
+    };
+    const pid_t child = ::fork();
+    if (child == 0) ::_exit(append("theirs") ? 0 : 1);
+    EXPECT_TRUE(append("ours")) << log.all();
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(open()->get(list).size(), 2U * rounds);
+}
+
+TEST_F(SqliteUserDefaultsTest, processesMayMakeTheFileAtTheSameTime) {
+    for (int round = 0; round < 20; ++round) {
+        fs::remove_all(file.parent_path());
+        std::vector<pid_t> children;
+        for (int i = 0; i < 4; ++i) {
+            const pid_t child = ::fork();
+            if (child == 0) ::_exit(open()->set(name, std::string("a")) ? 0 : 1);
+            children.push_back(child);
+        }
+        for (const pid_t child : children) {
+            int status = 0;
+            ::waitpid(child, &status, 0);
+            EXPECT_EQ(status, 0);
+        }
+        EXPECT_EQ(open()->get(name), "a") << log.all();
+    }
+}
+
+TEST_F(SqliteUserDefaultsTest, aKilledProcessLeavesWholeValues) {
+    for (int round = 0; round < 10; ++round) {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            auto defaults = open();
+            for (std::uint8_t i = 0;; ++i) {
+                const Bytes value(50'000, i);
+                (void)defaults->transaction([&] {
+                    return defaults->set(blob, value) && defaults->set(name, std::to_string(i));
+                });
+            }
+        }
+        ::usleep(static_cast<useconds_t>(5'000 + round * 3'000));
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+        auto defaults = open();
+        const auto value = defaults->get(blob);
+        if (value.empty()) continue; // killed before its first commit
+        EXPECT_EQ(value, Bytes(50'000, value.front())) << "torn";
+        EXPECT_EQ(defaults->get(name), std::to_string(value.front())) << "half a transaction";
+    }
+    EXPECT_EQ(asideCount(), 0);
+}
+
+TEST_F(SqliteUserDefaultsTest, aFullDiskKeepsTheOldValueAndSaysSo) {
+    const SmallDisk disk(folder.path / "nimbe", 512 * 1024);
+    if (!disk.isMounted) GTEST_SKIP() << "this machine mounts no file system for a test";
+    auto defaults = open();
+    EXPECT_TRUE(defaults->set(name, std::string("old")));
+    EXPECT_TRUE(defaults->set(blob, Bytes(1000, 1)));
+
+    EXPECT_FALSE(defaults->set(blob, Bytes(1'000'000, 2)));
+    EXPECT_TRUE(log.has(LogLevel::error, "settings: writing failed"));
+    EXPECT_EQ(defaults->get(blob), Bytes(1000, 1));
+    EXPECT_FALSE(defaults->transaction([&] {
+        EXPECT_TRUE(defaults->set(name, std::string("new")));
+        (void)defaults->set(blob, Bytes(1'000'000, 3));
+        (void)defaults->set(other, std::string("after the failure"));
+        return true;
+    }));
+    EXPECT_EQ(defaults->get(name), "old");
+    EXPECT_EQ(defaults->get(other), "unset");
+
+    EXPECT_EQ(open()->get(blob), Bytes(1000, 1)) << "on disk as well";
+    EXPECT_TRUE(defaults->set(blob, Bytes(2000, 4))) << "what fits is stored again";
+}
+
+TEST_F(SqliteUserDefaultsTest, aFileThatIsNoDatabaseIsSetAside) {
+    struct Case {
+        const char* why;
+        std::string content;
+    };
+    const Case cases[] = {{"text", std::string(5000, 'x')},
+        {"a database's name only", std::string("SQLite format 3\0", 16)},
+        {"a header and nothing", std::string("SQLite format 3\0", 16) + std::string(4080, '\0')}};
+    int aside = 0;
+    for (const auto& c : cases) {
+        fs::create_directories(file.parent_path());
+        setBytes(c.content);
+        fs::remove(file.string() + "-wal");
+        auto defaults = open();
+        EXPECT_EQ(defaults->get(name), "nobody") << c.why;
+        EXPECT_TRUE(defaults->set(name, std::string("new"))) << c.why;
+        EXPECT_EQ(open()->get(name), "new") << c.why;
+        EXPECT_EQ(asideCount(), ++aside) << c.why;
+    }
+    EXPECT_TRUE(log.has(LogLevel::error, "set aside as settings.sqlite.damaged-"));
+}
+
+TEST_F(SqliteUserDefaultsTest, whatIsSoundInADamagedFileIsSaved) {
+    // One value to a page and more; the damage hits one in the middle.
+    std::string damaged;
+    {
+        auto defaults = open();
+        for (int i = 0; i < 20; ++i) {
+            const std::string key = "key" + std::to_string(i);
+            EXPECT_TRUE(defaults->setValue(key, std::string(3000, static_cast<char>('a' + i))));
+        }
+    }
+    damaged = bytes();
+    const auto middle = damaged.find(std::string(3000, 'j'));
+    ASSERT_NE(middle, damaged.npos);
+    const auto page = middle / 4096 * 4096;
+    damaged.replace(page, 4096, 4096, '\xA5');
+    setBytes(damaged);
+
+    auto defaults = open();
+    int saved = 0;
+    for (int i = 0; i < 20; ++i) {
+        const auto value = defaults->value("key" + std::to_string(i));
+        ASSERT_TRUE(value);
+        if (!*value) continue;
+        EXPECT_EQ(std::get<std::string>(**value), std::string(3000, static_cast<char>('a' + i)));
+        ++saved;
+    }
+    EXPECT_GE(saved, 18);
+    EXPECT_LT(saved, 20) << "the damage was real";
+    EXPECT_EQ(asideCount(), 1);
+}
+
+TEST_F(SqliteUserDefaultsTest, everyDamagedByteOfTheFirstPageEndsInAnAnswer) {
+    {
+        auto defaults = open();
+        EXPECT_TRUE(defaults->set(name, std::string("a")));
+    }
+    const auto sound = bytes();
+    for (std::size_t at = 0; at < std::min<std::size_t>(sound.size(), 4096); at += 3) {
+        for (const auto& entry : fs::directory_iterator(file.parent_path()))
+            fs::remove(entry.path());
+        auto damaged = sound;
+        damaged[at] = static_cast<char>(damaged[at] ^ 0x5A);
+        setBytes(damaged);
+        auto defaults = open();
+        (void)defaults->get(name);
+        const bool stored = defaults->set(other, std::string("b"));
+        // A version number beyond ours is the one damage that must be left alone.
+        EXPECT_EQ(stored ? defaults->get(other) : "b", "b") << at;
+    }
+}
+
+TEST_F(SqliteUserDefaultsTest, damageWhileRunningGivesTheLastValueSeen) {
+    auto defaults = open();
+    EXPECT_TRUE(defaults->set(name, std::string("a")));
+    EXPECT_EQ(defaults->get(name), "a");
+    // Theirs ends last and moves its log into the file; then the disk goes bad.
+    defaults = open();
+    EXPECT_EQ(defaults->get(name), "a");
+    EXPECT_TRUE(inProcess([&] { return open()->set(other, std::string("b")); }));
+    for (const char* suffix : {"-wal", ""}) {
+        const fs::path part = file.string() + suffix;
+        std::ofstream(part, std::ios::binary) << std::string(fs::file_size(part), '\x5A');
+    }
+    EXPECT_EQ(defaults->get(name), "a") << "what was seen last stands in";
+    EXPECT_TRUE(log.has(LogLevel::error, "settings:"));
+    (void)defaults->set(name, std::string("c")); // meets the damage, or mends it
+    EXPECT_TRUE(defaults->set(name, std::string("c"))) << "usable again";
+    EXPECT_EQ(open()->get(name), "c");
+}
+
+TEST_F(SqliteUserDefaultsTest, aFileOfANewerVersionIsLeftAlone) {
+    {
+        auto defaults = open();
+        EXPECT_TRUE(defaults->set(name, std::string("theirs")));
+    }
+    {
+        auto database = SqliteDatabase::open(file, SqliteDatabase::Access::existing);
+        ASSERT_TRUE(database);
+        EXPECT_TRUE(database->execute("PRAGMA user_version = 2").isOk());
+    }
+    auto defaults = open();
+    const auto value = defaults->value("name");
+    ASSERT_FALSE(value);
+    EXPECT_EQ(value.error().kind, DefaultsError::Kind::unreadable);
+    EXPECT_FALSE(defaults->set(name, std::string("ours")));
+    EXPECT_FALSE(defaults->transaction([] { return true; }));
+    EXPECT_EQ(asideCount(), 0);
+    EXPECT_TRUE(log.has(LogLevel::error, "version 2"));
+}
+
+TEST_F(SqliteUserDefaultsTest, aFileWithAForeignSchemaIsNotRun) {
+    fs::create_directories(file.parent_path());
+    {
+        auto database = SqliteDatabase::open(file, SqliteDatabase::Access::create);
+        ASSERT_TRUE(database);
+        EXPECT_TRUE(
+            database
+                ->execute("PRAGMA user_version = 1; CREATE VIEW defaults AS WITH RECURSIVE "
+                          "n(key, kind, value) AS (SELECT 1, 1, 1 UNION ALL SELECT key + 1, "
+                          "1, 1 FROM n) SELECT key, kind, value FROM n")
+                .isOk());
+    }
+    auto defaults = open();
+    EXPECT_EQ(defaults->get(name), "nobody");
+    EXPECT_TRUE(defaults->set(name, std::string("a")));
+    EXPECT_EQ(asideCount(), 1);
+}
+
+TEST_F(SqliteUserDefaultsTest, aRemovedFolderIsMadeAgain) {
+    auto defaults = open();
+    EXPECT_TRUE(defaults->set(name, std::string("a")));
+    fs::remove_all(file.parent_path());
+    EXPECT_EQ(defaults->get(name), "nobody");
+    EXPECT_TRUE(defaults->set(name, std::string("b")));
+    EXPECT_EQ(open()->get(name), "b");
+}
+
+TEST_F(SqliteUserDefaultsTest, aPlaceThatCannotHoldAFileIsAnError) {
+    std::ofstream(folder.path / "nimbe") << "a file where the folder should be";
+    auto defaults = open();
+    EXPECT_EQ(defaults->get(name), "nobody");
+    EXPECT_FALSE(defaults->set(name, std::string("a")));
+    EXPECT_FALSE(log.lines.empty());
+}
+
+} // namespace nimbe
