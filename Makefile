@@ -1,17 +1,28 @@
 # Every target does its own set-up: Debian packages, build folder.
 
-.PHONY: test clean release
+.PHONY: run test clean
 
 SHELL := /bin/bash
 .SHELLFLAGS := -euo pipefail -c
+
+nimbe := build/release/Nimbe/nimbe
+
+## Formats the sample transcript: before and after.
+run: release
+	@echo "--- raw transcript (assets/sample-transcript.txt)"
+	@cat assets/sample-transcript.txt
+	@echo "--- finished text"
+	@$(nimbe) format <assets/sample-transcript.txt
 
 ## Builds with warnings as errors, runs all tests.
 test: release
 	@ctest --preset release
 
+
 clean:
 	rm -rf build
 
+.PHONY: release
 release:
 	@scripts/bootstrap build
 	@mkdir -p build

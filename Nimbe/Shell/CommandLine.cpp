@@ -1,0 +1,55 @@
+#include "NimbeShell/CommandLine.h"
+
+#include <ostream>
+
+#include <CLI/CLI.hpp>
+
+#include "NimbeShell/FormatCommand.h"
+
+namespace nimbe {
+namespace {
+
+void addFormat(CLI::App& app, FormatOptions& options) {
+    auto* keep = app.add_flag_callback(
+        "--preserve-case", [&] { options.preserveCase = true; },
+        "Leave the first letter's case as it is (the default)");
+    app.add_flag_callback(
+           "--no-preserve-case", [&] { options.preserveCase = false; },
+           "A text that began with a filler word begins with a capital")
+        ->excludes(keep);
+    app.add_option("--step", options.step, "Run this step alone")
+        ->type_name("NAME")
+        ->check(CLI::IsMember(formatStepNames()));
+    app.add_flag(
+        "--json", options.isJson, "Read one JSON string a line and write one JSON value a line");
+    app.footer("Without --json the whole input is one text; a newline at its end is left off\n"
+               "and the result ends with one. The step \"classify\" writes \"empty\" or\n"
+               "{\"present\": TEXT}.");
+}
+
+} // namespace
+
+int runCommandLine(int argc, const char* const* argv, Streams streams) {
+    CLI::App app("Dictation on your own machine", "nimbe");
+    app.set_version_flag("--version", "nimbe " NIMBE_VERSION);
+    app.require_subcommand(1);
+    app.footer("Exit codes: 0 done, 1 bad input or no place for the output, 2 wrong usage.");
+
+    FormatOptions format;
+    auto* formatVerb = app.add_subcommand(
+        "format", "Turn a raw transcript from standard input into finished text");
+    addFormat(*formatVerb, format);
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == ExitCode::success)
+            return app.exit(error, streams.output, streams.error); // help or version
+        streams.error << "nimbe: " << error.what() << "\n"
+                      << (formatVerb->parsed() ? formatVerb->help("nimbe") : app.help());
+        return ExitCode::usage;
+    }
+    return runFormat(format, streams);
+}
+
+} // namespace nimbe

@@ -1,0 +1,152 @@
+#include "NimbeShell/FormatCommand.h"
+
+#include <array>
+#include <istream>
+#include <iterator>
+#include <ostream>
+
+#include "Foundation/Json.h"
+#include "Foundation/Text.h"
+#include "NimbeEngine/Text/BulletReflow.h"
+#include "NimbeEngine/Text/DictationText.h"
+#include "NimbeEngine/Text/EmailBodyFormatter.h"
+#include "NimbeEngine/Text/Fillers.h"
+#include "NimbeEngine/Text/SpokenCommands.h"
+#include "NimbeEngine/Text/SpokenStructure.h"
+#include "NimbeEngine/Text/TranscriptOutcome.h"
+
+namespace nimbe {
+namespace {
+
+constexpr std::size_t largestInput = std::size_t{256} << 20;
+
+std::string classified(const std::string& text) {
+    const auto outcome = TranscriptOutcome::classify(text);
+    if (outcome.isEmpty()) return R"("empty")";
+    return R"({"present": )" + Json(*outcome.presentText()).text() + "}";
+}
+
+/// A step's result is a text, or what is to be written as it is.
+struct Step {
+    enum class Result { text, json };
+    const char* name;
+    std::string (*run)(const std::string& text, bool preserveCase);
+    Result result = Result::text;
+};
+
+constexpr std::array steps{
+    Step{"spoken-commands",
+        [](const std::string& text, bool) {
+            return formatSpokenCommands(text);
+        }},
+    Step{"fillers",
+        [](const std::string& text, bool keep) {
+            return stripFillers(text, keep);
+        }},
+    Step{"reflow",
+        [](const std::string& text, bool) {
+            return BulletReflow::reflow(text);
+        }},
+    Step{"dollar-ranges",
+        [](const std::string& text, bool) {
+            return fixDollarRanges(text);
+        }},
+    Step{"enumerations",
+        [](const std::string& text, bool) {
+            return formatEnumerations(text);
+        }},
+    Step{"structure",
+        [](const std::string& text, bool) {
+            return formatSpokenStructure(text);
+        }},
+    Step{"email-body",
+        [](const std::string& text, bool) {
+            return EmailBodyFormatter::stripGreetingAndSignOff(text);
+        }},
+    Step{"classify", [](const std::string& text, bool) { return classified(text); },
+        Step::Result::json},
+};
+
+constexpr Step wholePath{"", [](const std::string& text, bool keep) {
+                             return finishedWithoutCleanup(text, keep);
+                         }};
+
+const Step& stepNamed(const std::string& name) {
+    for (const auto& step : steps)
+        if (name == step.name) return step;
+    return wholePath;
+}
+
+int fail(Streams streams, const std::string& message) {
+    streams.error << "nimbe format: " << message << "\n";
+    return ExitCode::failure;
+}
+
+int outputEnded(Streams streams) {
+    streams.output.flush();
+    if (streams.output) return ExitCode::success;
+    return fail(streams, "The output cannot be written.");
+}
+
+/// Up to `end` of input or `limit` bytes; absent when there is more.
+std::optional<std::string> readAll(std::istream& input) {
+    std::string text;
+    std::array<char, 65536> buffer{};
+    while (input.read(buffer.data(), buffer.size()) || input.gcount() > 0) {
+        text.append(buffer.data(), static_cast<std::size_t>(input.gcount()));
+        if (text.size() > largestInput) return std::nullopt;
+    }
+    return text;
+}
+
+void dropLineEnd(std::string& text) {
+    if (text.empty() || text.back() != '\n') return;
+    text.pop_back();
+    if (!text.empty() && text.back() == '\r') text.pop_back();
+}
+
+int formatText(const FormatOptions& options, const Step& step, Streams streams) {
+    auto text = readAll(streams.input);
+    if (!text) return fail(streams, "The input is longer than 256 MiB.");
+    if (const auto replaced = text::toUtf16(*text).replaced; replaced > 0)
+        streams.error << "nimbe format: Places of the input that are not UTF-8 and became U+FFFD: "
+                      << replaced << ".\n";
+    dropLineEnd(*text);
+    const auto result = step.run(*text, options.preserveCase);
+    streams.output << result;
+    if (!result.empty()) streams.output << "\n";
+    return outputEnded(streams);
+}
+
+int formatJsonLines(const FormatOptions& options, const Step& step, Streams streams) {
+    std::string line;
+    for (std::size_t number = 1; std::getline(streams.input, line); ++number) {
+        const auto here = "Line " + std::to_string(number);
+        if (line.size() > largestInput) return fail(streams, here + " is longer than 256 MiB.");
+        const auto json = Json::parse(line);
+        if (!json || !json->asString()) return fail(streams, here + " is not a JSON string.");
+        const auto result = step.run(*json->asString(), options.preserveCase);
+        const bool isJson = step.result == Step::Result::json;
+        streams.output << (isJson ? result : Json(result).text()) << "\n";
+        // A program at the other end may wait for this answer before it asks on.
+        if (streams.input.rdbuf()->in_avail() <= 0) streams.output.flush();
+        if (!streams.output) break;
+    }
+    return outputEnded(streams);
+}
+
+} // namespace
+
+std::vector<std::string> formatStepNames() {
+    std::vector<std::string> names;
+    for (const auto& step : steps) names.emplace_back(step.name);
+    return names;
+}
+
+int runFormat(const FormatOptions& options, Streams streams) {
+    const Step& step = stepNamed(options.step);
+    return options.isJson ? formatJsonLines(options, step, streams)
+                          : formatText(options, step, streams);
+}
+
+} // namespace nimbe
