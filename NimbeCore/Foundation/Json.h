@@ -30,13 +30,13 @@ public:
     using Array = std::vector<Json>;
     using Object = std::vector<Member>;
 
-    Json() = default; // null
-    explicit Json(bool value) : value(value) {}
-    explicit Json(std::string text) : value(std::move(text)) {}
-    explicit Json(std::string_view text) : value(std::string(text)) {}
-    explicit Json(const char* text) : value(std::string(text)) {}
-    explicit Json(Array elements) : value(std::move(elements)) {}
-    explicit Json(Object members) : value(std::move(members)) {}
+    Json(); // null
+    explicit Json(bool value);
+    explicit Json(std::string text);
+    explicit Json(std::string_view text);
+    explicit Json(const char* text);
+    explicit Json(Array elements);
+    explicit Json(Object members);
     Json(const Json& other);
     Json(Json&& other) noexcept;
     Json& operator=(const Json& other);
@@ -89,5 +89,14 @@ struct Json::Member {
     std::string key;
     Json value;
 };
+
+// Here, where a member is a complete type.
+inline Json::Json() = default;
+inline Json::Json(bool value) : value(value) {}
+inline Json::Json(std::string text) : value(std::move(text)) {}
+inline Json::Json(std::string_view text) : value(std::string(text)) {}
+inline Json::Json(const char* text) : value(std::string(text)) {}
+inline Json::Json(Array elements) : value(std::move(elements)) {}
+inline Json::Json(Object members) : value(std::move(members)) {}
 
 } // namespace nimbe

@@ -22,7 +22,7 @@ struct Meter {
 UBool U_CALLCONV countUnit(const void* context, std::int32_t /*units*/) {
     auto* meter = static_cast<Meter*>(const_cast<void*>(context));
     meter->used += icuUnit;
-    return !meter->isPastLimits();
+    return meter->isPastLimits() ? 0 : 1;
 }
 
 } // namespace

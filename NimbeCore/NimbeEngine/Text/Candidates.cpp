@@ -14,13 +14,13 @@ constexpr bool isSpaceOrTab(char16_t c) {
 }
 
 constexpr bool isAsciiWord(char16_t c) {
-    return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') ||
-           c == u'_';
+    const int lower = c | 0x20;
+    return ((lower >= u'a') & (lower <= u'z')) | ((c >= u'0') & (c <= u'9')) | (c == u'_');
 }
 
 /// The patterns' [,.;:!?].
 constexpr bool isPunctuation(char16_t c) {
-    return c == u',' || c == u'.' || c == u';' || c == u':' || c == u'!' || c == u'?';
+    return (c == u',') | (c == u'.') | (c == u';') | (c == u':') | (c == u'!') | (c == u'?');
 }
 
 /// What the pattern's dot stops at.
@@ -49,22 +49,36 @@ bool hasWordBefore(
     return end - from >= word.size() && hasWord(text, end - word.size(), word);
 }
 
-/// The first place at or behind `from` where `isWanted`, else npos. Goes by
-/// blocks without a branch inside, which the compiler turns into vector code.
-template <typename Predicate>
-std::size_t findIf(std::u16string_view text, std::size_t from, Predicate isWanted) {
+/// The first place at or behind `from` where `isWanted` of the `width` characters
+/// there, else npos. Goes by blocks of a fixed length without a branch inside,
+/// which compilers turn into vector code; so the predicates use | and & where ||
+/// and && would be branches.
+template <std::size_t width, typename Predicate>
+std::size_t findPlace(std::u16string_view text, std::size_t from, Predicate isWanted) {
     constexpr std::size_t block = 32;
+    if (text.size() < width) return npos;
+    const std::size_t end = text.size() - width + 1; // of the places
+    const auto hasNone = [&](std::size_t begin) {
+        const char16_t* here = text.data() + begin;
+        char16_t any = 0;
+        for (std::size_t i = 0; i < block; ++i)
+            any = static_cast<char16_t>(any | (isWanted(here + i) ? 1 : 0));
+        return any == 0;
+    };
     std::size_t at = from;
-    while (text.size() - at >= block) {
-        unsigned any = 0;
-        for (std::size_t i = 0; i < block; ++i) any |= isWanted(text[at + i]) ? 1U : 0U;
-        if (any != 0) break;
-        at += block;
-    }
-    for (; at < text.size(); ++at) {
-        if (isWanted(text[at])) return at;
+    while (at + block <= end && hasNone(at)) at += block;
+    // What is left is less than a block: one that ends with the text covers it.
+    if (at < end && at + block > end && end >= block && hasNone(end - block)) return npos;
+    for (; at < end; ++at) {
+        if (isWanted(text.data() + at)) return at;
     }
     return npos;
+}
+
+/// The first such character at or behind `from`, else npos.
+template <typename Predicate>
+std::size_t findIf(std::u16string_view text, std::size_t from, Predicate isWanted) {
+    return findPlace<1>(text, from, [=](const char16_t* c) { return isWanted(*c); });
 }
 
 template <typename Predicate>
@@ -128,30 +142,27 @@ bool findCloser(std::u16string_view text, std::size_t opening, CandidateMemory& 
 
 std::optional<Candidate> newCommand(
     std::u16string_view text, std::size_t from, std::u16string_view what) {
-    // The w of "new" is rarer than its n.
-    for (std::size_t w = from;; ++w) {
-        w = findIf(text, w, [](char16_t c) { return c == u'w' || c == u'W'; });
-        if (w == npos) return std::nullopt;
-        if (!hasWordBefore(text, from, w, u"ne")) continue;
-        const std::size_t word = skip(text, w + 1, isWhiteSpace);
-        if (word == w + 1 || !hasWord(text, word, what)) continue;
-        const std::size_t begin = w - 2;
-        std::size_t start = runBegin(text, from, begin, isWhiteSpace);
+    const auto isNew = [](const char16_t* c) {
+        return ((c[0] | 0x20) == 'n') & ((c[1] | 0x20) == 'e') & ((c[2] | 0x20) == 'w');
+    };
+    for (std::size_t at = from;; ++at) {
+        at = findPlace<3>(text, at, isNew);
+        if (at == npos) return std::nullopt;
+        const std::size_t end = at + 3;
+        const std::size_t word = skip(text, end, isWhiteSpace);
+        if (word == end || !hasWord(text, word, what)) continue;
+        std::size_t start = runBegin(text, from, at, isWhiteSpace);
         if (start > from && text[start - 1] == u',') --start;
-        return Candidate{start, w + 1};
+        return Candidate{start, end};
     }
 }
 
-bool isFillerAt(std::u16string_view text, std::size_t at) {
-    if (text.size() - at < 2) return false;
-    const char16_t second = folded(text[at + 1]);
-    switch (folded(text[at])) {
-    case u'u': return second == u'h' || second == u'm';
-    case u'e': return second == u'r';
-    case u'a': return second == u'h';
-    case u'h': return second == u'm';
-    default: return false;
-    }
+/// True for the first two letters of a filler; without branches, see findPlace.
+constexpr bool beginsFiller(char16_t first, char16_t second) {
+    const int a = first | 0x20; // ASCII letters to lower case; nothing else becomes one
+    const int b = second | 0x20;
+    const bool ofU = (a == 'u') & ((b == 'h') | (b == 'm'));
+    return ofU | ((a == 'e') & (b == 'r')) | ((a == 'a') & (b == 'h')) | ((a == 'h') & (b == 'm'));
 }
 
 } // namespace
@@ -210,30 +221,39 @@ std::optional<Candidate> spaceBeforeClosing(
 
 std::optional<Candidate> blankRun(
     std::u16string_view text, std::size_t from, CandidateMemory& /*memory*/) {
-    for (std::size_t at = from;; ++at) {
-        at = findIf(text, at, isSpaceOrTab);
-        if (at == npos || at + 1 == text.size()) return std::nullopt;
-        if (isSpaceOrTab(text[at + 1])) return Candidate{at, at + 1};
-    }
+    const auto isTwo = [](const char16_t* c) {
+        return isSpaceOrTab(c[0]) & isSpaceOrTab(c[1]);
+    };
+    const std::size_t at = findPlace<2>(text, from, isTwo);
+    if (at == npos) return std::nullopt;
+    return Candidate{at, at + 1};
 }
 
 std::optional<Candidate> blanksBeforePunctuation(
     std::u16string_view text, std::size_t from, CandidateMemory& /*memory*/) {
-    for (std::size_t at = from;; ++at) {
-        at = findIf(text, at, isPunctuation);
-        if (at == npos) return std::nullopt;
-        const std::size_t start = runBegin(text, from, at, isSpaceOrTab);
-        if (start < at) return Candidate{start, at + 1};
+    // All of the punctuation is between ! and ?, and little else behind a blank.
+    const auto isNear = [](const char16_t* c) {
+        return isSpaceOrTab(c[0]) & (c[1] >= u'!') & (c[1] <= u'?');
+    };
+    for (std::size_t last = from;; ++last) {
+        last = findPlace<2>(text, last, isNear);
+        if (last == npos) return std::nullopt;
+        if (isPunctuation(text[last + 1]))
+            return Candidate{runBegin(text, from, last, isSpaceOrTab), last + 1};
     }
 }
 
 std::optional<Candidate> filler(
     std::u16string_view text, std::size_t from, CandidateMemory& /*memory*/) {
-    for (std::size_t at = from; at < text.size(); ++at) {
-        if (!isFillerAt(text, at)) continue;
-        if (at == 0 || !isAsciiWord(text[at - 1])) return Candidate{at, at + 1};
-    }
-    return std::nullopt;
+    if (from == 0 && text.size() >= 2 && beginsFiller(text[0], text[1])) return Candidate{0, 1};
+    // No letter stands before it; the pairs inside words would hold up the scan.
+    const auto isFiller = [](const char16_t* c) {
+        const bool isInWord = isAsciiWord(c[0]);
+        return beginsFiller(c[1], c[2]) & (isInWord ^ true);
+    };
+    const std::size_t before = findPlace<3>(text, from == 0 ? 0 : from - 1, isFiller);
+    if (before == npos) return std::nullopt;
+    return Candidate{before + 1, before + 2};
 }
 
 std::optional<Candidate> lineStartDebris(
@@ -262,7 +282,7 @@ std::optional<Candidate> commaRun(
 
 bool beginsLikeFiller(std::u16string_view text) {
     const std::size_t begin = skip(text, 0, isWhiteSpace);
-    return isFillerAt(text, begin);
+    return text.size() - begin >= 2 && beginsFiller(text[begin], text[begin + 1]);
 }
 
 } // namespace nimbe::candidates

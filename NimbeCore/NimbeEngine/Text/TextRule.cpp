@@ -14,6 +14,7 @@ void TextRule::apply(std::u16string& text) const {
 
     Regex::Run run(regex, text);
     std::u16string output;
+    output.reserve(text.size());
     std::size_t copied = 0;
     bool found = false;
     while (candidate) {
