@@ -1,6 +1,6 @@
 # Every target does its own set-up: Debian packages, build folder.
 
-.PHONY: run test clean
+.PHONY: run test bench clean
 
 SHELL := /bin/bash
 .SHELLFLAGS := -euo pipefail -c
@@ -18,6 +18,13 @@ run: release
 test: release
 	@ctest --preset release
 
+## Figures beside what they are compared to, from one run.
+bench:
+	@scripts/bootstrap bench
+	@mkdir -p build
+	@cmake --preset release >build/configure.log || { cat build/configure.log; exit 1; }
+	@cmake --build --preset release --target nimbe-bench
+	@build/release/Benchmarks/nimbe-bench
 
 clean:
 	rm -rf build

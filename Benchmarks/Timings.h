@@ -1,0 +1,32 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+
+namespace nimbe {
+
+/// Named pieces of work, timed by the benchmark library in one run.
+class Timings {
+public:
+    enum class Effort {
+        careful, // the median of seven runs of many calls
+        quick,   // of three short ones
+        once     // a single call, for work of milliseconds and more
+    };
+    void add(const std::string& name, std::function<void()> work, Effort effort);
+
+    /// Runs all that was added, in random interleaving where it repeats.
+    void run();
+
+    /// Real time of one call.
+    [[nodiscard]] double seconds(const std::string& name) const { return results.at(name); }
+
+private:
+    std::map<std::string, double> results;
+};
+
+/// The figures of the text pipeline.
+void benchmarkText();
+
+} // namespace nimbe

@@ -1,0 +1,67 @@
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include "Timings.h"
+
+namespace nimbe {
+namespace {
+
+/// Keeps the median of each name's repetitions instead of printing them.
+class Keeper final : public benchmark::BenchmarkReporter {
+public:
+    std::map<std::string, std::vector<double>> times;
+
+    bool ReportContext(const Context& /*context*/) override { return true; }
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const auto& run : runs) {
+            if (run.run_type != Run::RT_Iteration) continue;
+            times[run.run_name.function_name].push_back(
+                run.real_accumulated_time / static_cast<double>(run.iterations));
+        }
+    }
+};
+
+} // namespace
+
+void Timings::add(const std::string& name, std::function<void()> work, Effort effort) {
+    auto* added = benchmark::RegisterBenchmark(
+        name.c_str(), [work = std::move(work)](benchmark::State& state) {
+            for (auto step : state) {
+                (void)step;
+                work();
+            }
+        });
+    switch (effort) {
+    case Effort::careful: added->MinTime(0.05)->Repetitions(7); break;
+    case Effort::quick: added->MinTime(0.003)->Repetitions(3); break;
+    case Effort::once: added->Iterations(1); break;
+    }
+}
+
+void Timings::run() {
+    Keeper keeper;
+    benchmark::RunSpecifiedBenchmarks(&keeper);
+    for (auto& [name, times] : keeper.times) {
+        std::sort(times.begin(), times.end());
+        results[name] = times[times.size() / 2];
+    }
+    benchmark::ClearRegisteredBenchmarks();
+}
+
+} // namespace nimbe
+
+int main() {
+    int argc = 2;
+    // Repetitions of different work take turns, so that a busy moment of the
+    // machine falls on all of them.
+    char program[] = "nimbe-bench";
+    char interleave[] = "--benchmark_enable_random_interleaving=true";
+    char* argv[] = {program, interleave, nullptr};
+    benchmark::Initialize(&argc, argv);
+    nimbe::benchmarkText();
+    return 0;
+}
