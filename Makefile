@@ -1,6 +1,6 @@
-# Every target does its own set-up: Debian packages, build folder.
+# Every target does its own set-up: Debian packages, npm packages, build folder.
 
-.PHONY: run test bench clean
+.PHONY: run test check bench format clean
 
 SHELL := /bin/bash
 .SHELLFLAGS := -euo pipefail -c
@@ -18,6 +18,11 @@ run: release
 test: release
 	@ctest --preset release
 
+## Format, lint, documents, the tests under sanitizers, each fuzz target.
+check:
+	@scripts/bootstrap check
+	@scripts/check
+
 ## Figures beside what they are compared to, from one run.
 bench:
 	@scripts/bootstrap bench
@@ -26,8 +31,13 @@ bench:
 	@cmake --build --preset release --target nimbe-bench
 	@build/release/Benchmarks/nimbe-bench
 
+## Puts all sources into the project's format.
+format:
+	@scripts/bootstrap check
+	@git ls-files '*.h' '*.cpp' | xargs clang-format -i
+
 clean:
-	rm -rf build
+	rm -rf build assets/node_modules
 
 .PHONY: release
 release:

@@ -139,6 +139,7 @@ int formatJsonLines(const FormatOptions& options, const Step& step, Streams stre
 
 std::vector<std::string> formatStepNames() {
     std::vector<std::string> names;
+    names.reserve(steps.size());
     for (const auto& step : steps) names.emplace_back(step.name);
     return names;
 }

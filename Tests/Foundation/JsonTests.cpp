@@ -78,7 +78,7 @@ TEST(Json, nestingOfAnyDepthIsReadCopiedComparedWrittenAndDropped) {
     text.append(depth, ']');
     const auto json = Json::parse(text);
     ASSERT_TRUE(json);
-    const Json copy = *json;
+    Json copy = *json;
     EXPECT_TRUE(copy == *json);
     EXPECT_EQ(copy.text(), text);
 
