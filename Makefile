@@ -7,15 +7,21 @@ SHELL := /bin/bash
 
 nimbe := build/release/Nimbe/nimbe
 
+# What CMake finds is of interest only when something is missing.
+configure = mkdir -p build && cmake --preset release >build/configure.log || \
+	{ cat build/configure.log; exit 1; }
+
 ## Formats the sample transcript: before and after.
-run: release
+run: configured
+	@cmake --build --preset release --target nimbe
 	@echo "--- raw transcript (assets/sample-transcript.txt)"
 	@cat assets/sample-transcript.txt
 	@echo "--- finished text"
 	@$(nimbe) format <assets/sample-transcript.txt
 
 ## Builds with warnings as errors, runs all tests.
-test: release
+test: configured
+	@cmake --build --preset release
 	@ctest --preset release
 
 ## Format, lint, documents, the tests under sanitizers, each fuzz target.
@@ -26,8 +32,7 @@ check:
 ## Figures beside what they are compared to, from one run.
 bench:
 	@scripts/bootstrap bench
-	@mkdir -p build
-	@cmake --preset release >build/configure.log || { cat build/configure.log; exit 1; }
+	@$(configure)
 	@cmake --build --preset release --target nimbe-bench
 	@build/release/Benchmarks/nimbe-bench
 
@@ -39,9 +44,7 @@ format:
 clean:
 	rm -rf build assets/node_modules
 
-.PHONY: release
-release:
+.PHONY: configured
+configured:
 	@scripts/bootstrap build
-	@mkdir -p build
-	@cmake --preset release >build/configure.log || { cat build/configure.log; exit 1; }
-	@cmake --build --preset release
+	@$(configure)

@@ -78,7 +78,8 @@ TEST(Json, nestingOfAnyDepthIsReadCopiedComparedWrittenAndDropped) {
     text.append(depth, ']');
     const auto json = Json::parse(text);
     ASSERT_TRUE(json);
-    Json copy = *json;
+    Json copy;
+    copy = *json;
     EXPECT_TRUE(copy == *json);
     EXPECT_EQ(copy.text(), text);
 
