@@ -163,6 +163,7 @@ TEST_F(OptionKeyMonitorTest, eventsInOwnWindowsCountAsWell) {
 TEST_F(OptionKeyMonitorTest, anArmTimerOfAnEarlierHoldIsGone) {
     start();
     tap(0.2);
+    EXPECT_EQ(actor.pendingTimers(), 0U);
     actor.advance(0.2); // no double tap: the releases are 0.4 s apart
     flags(option);
     actor.advance(0.2);

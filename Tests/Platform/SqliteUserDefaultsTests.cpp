@@ -1,8 +1,10 @@
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <poll.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -23,6 +25,45 @@ const Setting<std::string> name{"name", "nobody"};
 const Setting<std::string> other{"other", "unset"};
 const Setting<Bytes> blob{"blob"};
 const Setting<std::vector<std::string>> list{"list"};
+
+/// A process that waits for run() to run `body`. It is forked at once: SQLite
+/// does not bear a fork with a file open, so make it before opening one.
+class OtherProcess {
+public:
+    template <typename Body>
+    explicit OtherProcess(Body body) {
+        if (::pipe(go.data()) != 0) std::abort();
+        child = ::fork();
+        if (child != 0) return;
+        char byte = 0;
+        ::_exit(::read(go[0], &byte, 1) == 1 && body() ? 0 : 1);
+    }
+    ~OtherProcess() {
+        if (child > 0) ::kill(child, SIGKILL); // not waited for: the test has failed
+        if (child > 0) (void)finish();
+        ::close(go[0]);
+        ::close(go[1]);
+    }
+    OtherProcess(const OtherProcess&) = delete;
+    OtherProcess& operator=(const OtherProcess&) = delete;
+
+    void start() const { EXPECT_EQ(::write(go[1], "x", 1), 1); }
+
+    /// True when the body returned true.
+    [[nodiscard]] bool finish() {
+        int status = 0;
+        ::waitpid(std::exchange(child, -1), &status, 0);
+        return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    }
+    [[nodiscard]] bool run() {
+        start();
+        return finish();
+    }
+
+private:
+    std::array<int, 2> go{};
+    pid_t child = -1;
+};
 
 struct SqliteUserDefaultsTest : testing::Test {
     TemporaryFolder folder;
@@ -52,16 +93,6 @@ struct SqliteUserDefaultsTest : testing::Test {
         }
         return count;
     }
-
-    /// Runs `body` in a process of its own; true when it returned true.
-    template <typename Body>
-    static bool inProcess(Body body) {
-        const pid_t child = ::fork();
-        if (child == 0) ::_exit(body() ? 0 : 1);
-        int status = 0;
-        ::waitpid(child, &status, 0);
-        return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    }
 };
 
 } // namespace
@@ -79,14 +110,15 @@ TEST_F(SqliteUserDefaultsTest, readingMakesNoFileAndWritingAPrivateOne) {
 }
 
 TEST_F(SqliteUserDefaultsTest, anotherProcessSeesWritesAndIsSeen) {
-    auto defaults = open();
-    EXPECT_TRUE(defaults->set(name, std::string("first")));
-    EXPECT_EQ(defaults->get(name), "first");
-    EXPECT_TRUE(inProcess([&] {
+    OtherProcess process([&] {
         auto theirs = open();
         return theirs->get(name) == "first" && theirs->set(name, std::string("second")) &&
                theirs->remove(other);
-    }));
+    });
+    auto defaults = open();
+    EXPECT_TRUE(defaults->set(name, std::string("first")));
+    EXPECT_EQ(defaults->get(name), "first");
+    EXPECT_TRUE(process.run());
     EXPECT_EQ(defaults->get(name), "second") << "what is in memory is not trusted blindly";
 }
 
@@ -104,29 +136,48 @@ TEST_F(SqliteUserDefaultsTest, processesDoNotLoseEachOthersChanges) {
         }
         return true;
     };
-    const pid_t child = ::fork();
-    if (child == 0) ::_exit(append("theirs") ? 0 : 1);
+    OtherProcess process([&] { return append("theirs"); });
+    process.start();
     EXPECT_TRUE(append("ours")) << log.all();
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(process.finish());
     EXPECT_EQ(open()->get(list).size(), 2U * rounds);
+}
+
+TEST_F(SqliteUserDefaultsTest, oneProcessAtATimeIsInATransaction) {
+    std::array<int, 2> entered{};
+    ASSERT_EQ(::pipe(entered.data()), 0);
+    OtherProcess process([&] {
+        auto theirs = open();
+        return theirs->transaction([&] {
+            const auto seen = theirs->get(name);
+            return ::write(entered[1], "x", 1) == 1 && theirs->set(name, seen + ", theirs");
+        });
+    });
+    auto defaults = open();
+    EXPECT_TRUE(defaults->set(name, std::string("before")));
+    EXPECT_TRUE(defaults->transaction([&] {
+        process.start();
+        // They come to their own BEGIN in a few milliseconds, and no further.
+        pollfd isEntered{entered[0], POLLIN, 0};
+        EXPECT_EQ(::poll(&isEntered, 1, 100), 0);
+        return defaults->set(name, std::string("ours"));
+    }));
+    EXPECT_TRUE(process.finish());
+    EXPECT_EQ(defaults->get(name), "ours, theirs");
+    ::close(entered[0]);
+    ::close(entered[1]);
 }
 
 TEST_F(SqliteUserDefaultsTest, processesMayMakeTheFileAtTheSameTime) {
     for (int round = 0; round < 20; ++round) {
         fs::remove_all(file.parent_path());
-        std::vector<pid_t> children;
-        for (int i = 0; i < 4; ++i) {
-            const pid_t child = ::fork();
-            if (child == 0) ::_exit(open()->set(name, std::string("a")) ? 0 : 1);
-            children.push_back(child);
-        }
-        for (const pid_t child : children) {
-            int status = 0;
-            ::waitpid(child, &status, 0);
-            EXPECT_EQ(status, 0);
-        }
+        const auto make = [&] {
+            return open()->set(name, std::string("a"));
+        };
+        OtherProcess processes[4]{
+            OtherProcess(make), OtherProcess(make), OtherProcess(make), OtherProcess(make)};
+        for (auto& process : processes) process.start();
+        for (auto& process : processes) EXPECT_TRUE(process.finish());
         EXPECT_EQ(open()->get(name), "a") << log.all();
     }
 }
@@ -252,13 +303,14 @@ TEST_F(SqliteUserDefaultsTest, everyDamagedByteOfTheFirstPageEndsInAnAnswer) {
 }
 
 TEST_F(SqliteUserDefaultsTest, damageWhileRunningGivesTheLastValueSeen) {
+    OtherProcess process([&] { return open()->set(other, std::string("b")); });
     auto defaults = open();
     EXPECT_TRUE(defaults->set(name, std::string("a")));
     EXPECT_EQ(defaults->get(name), "a");
     // Theirs ends last and moves its log into the file; then the disk goes bad.
     defaults = open();
     EXPECT_EQ(defaults->get(name), "a");
-    EXPECT_TRUE(inProcess([&] { return open()->set(other, std::string("b")); }));
+    EXPECT_TRUE(process.run());
     for (const char* suffix : {"-wal", ""}) {
         const fs::path part = file.string() + suffix;
         std::ofstream(part, std::ios::binary) << std::string(fs::file_size(part), '\x5A');
