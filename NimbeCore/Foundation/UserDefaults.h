@@ -48,7 +48,8 @@ public:
     [[nodiscard]] virtual Result<std::optional<Value>, DefaultsError> value(
         std::string_view key) = 0;
 
-    /// False: not stored, the old value stays and the log says why.
+    /// False: not stored, the old value stays and the log says why. Text that is
+    /// not UTF-8 is refused.
     [[nodiscard]] virtual bool setValue(std::string_view key, const Value& value) = 0;
 
     /// Removing what is not there succeeds.
@@ -81,5 +82,8 @@ public:
         return removeValue(setting.key);
     }
 };
+
+/// False when a text in it is not UTF-8.
+[[nodiscard]] bool isStorable(const UserDefaults::Value& value);
 
 } // namespace nimbe

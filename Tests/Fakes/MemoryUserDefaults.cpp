@@ -13,16 +13,22 @@ Result<std::optional<UserDefaults::Value>, DefaultsError> MemoryUserDefaults::va
 
 bool MemoryUserDefaults::setValue(std::string_view key, const Value& value) {
     const std::lock_guard lock(mutex);
-    if (refusesWrites) isFailed = depth > 0;
-    if (refusesWrites || isFailed) return false;
+    if (refusesWrites || !isStorable(value)) {
+        isFailed = depth > 0;
+        return false;
+    }
+    if (isFailed) return false;
     values.insert_or_assign(std::string(key), value);
     return true;
 }
 
 bool MemoryUserDefaults::removeValue(std::string_view key) {
     const std::lock_guard lock(mutex);
-    if (refusesWrites) isFailed = depth > 0;
-    if (refusesWrites || isFailed) return false;
+    if (refusesWrites) {
+        isFailed = depth > 0;
+        return false;
+    }
+    if (isFailed) return false;
     if (const auto found = values.find(key); found != values.end()) values.erase(found);
     return true;
 }

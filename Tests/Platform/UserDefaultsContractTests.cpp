@@ -67,6 +67,19 @@ TYPED_TEST(UserDefaultsContract, aValueOfAnotherTypeIsAsGoodAsAbsent) {
     EXPECT_EQ(defaults.get(name), "someone");
 }
 
+TYPED_TEST(UserDefaultsContract, textThatIsNotUtf8IsRefused) {
+    UserDefaults& defaults = this->store.defaults;
+    EXPECT_TRUE(defaults.set(list, {"before"}));
+    EXPECT_FALSE(defaults.set(list, {"good", "bad\xFF"}));
+    EXPECT_FALSE(defaults.set(name, std::string("\xC3")));
+    EXPECT_EQ(defaults.get(list), (std::vector<std::string>{"before"}));
+    EXPECT_EQ(defaults.get(name), "nobody");
+    EXPECT_FALSE(defaults.transaction([&] {
+        (void)defaults.set(name, std::string("\xFF"));
+        return true;
+    }));
+}
+
 TYPED_TEST(UserDefaultsContract, aTransactionKeepsAllOrNothing) {
     UserDefaults& defaults = this->store.defaults;
     const Setting<std::string> other{"other", "unset"};

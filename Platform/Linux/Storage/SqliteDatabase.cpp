@@ -57,6 +57,7 @@ SqliteCode SqliteStatement::step() {
 }
 
 void SqliteStatement::reset() {
+    if (!statement) return;
     sqlite3_reset(statement.get());
     sqlite3_clear_bindings(statement.get());
 }
@@ -79,10 +80,8 @@ void SqliteDatabase::Close::operator()(sqlite3* database) const {
     sqlite3_close_v2(database);
 }
 
-Result<SqliteDatabase, SqliteCode> SqliteDatabase::open(
-    const std::filesystem::path& file, Access access) {
-    const int create = access == Access::create ? SQLITE_OPEN_CREATE : 0;
-    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE | create;
+Result<SqliteDatabase, SqliteCode> SqliteDatabase::open(const std::filesystem::path& file) {
+    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
     sqlite3* handle = nullptr;
     const int code = sqlite3_open_v2(file.c_str(), &handle, flags, nullptr);
     SqliteDatabase database(handle);

@@ -56,12 +56,11 @@ private:
 /// time.
 class SqliteDatabase {
 public:
-    enum class Access { create, existing };
-
-    /// Waits up to five seconds for other processes' locks, here and later.
+    /// An existing file, which may be empty. Nobody else in this process may open
+    /// it: closing a file drops all locks that the process holds on it, SQLite's
+    /// with them. Waits up to five seconds for other processes' locks, here and later.
     /// A file may hold anything: its schema is not trusted with functions.
-    [[nodiscard]] static Result<SqliteDatabase, SqliteCode> open(
-        const std::filesystem::path& file, Access access);
+    [[nodiscard]] static Result<SqliteDatabase, SqliteCode> open(const std::filesystem::path& file);
 
     [[nodiscard]] SqliteCode execute(const char* sql);
     [[nodiscard]] SqliteStatement prepare(std::string_view sql);

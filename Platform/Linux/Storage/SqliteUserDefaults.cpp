@@ -36,17 +36,27 @@ bool SqliteUserDefaults::removeValue(std::string_view key) {
 
 bool SqliteUserDefaults::write(std::string_view key, std::optional<Value> value) {
     const std::lock_guard lock(mutex);
-    if (transactionFailed) return false;
-    const bool stored = file.version(SqliteUserDefaultsFile::Use::write).has_value() &&
-                        (value ? file.write(key, *value) : file.erase(key));
-    if (!stored) {
+    if (value && !isStorable(*value)) {
+        log.error("settings: text that is not UTF-8 was refused");
         transactionFailed = transactionDepth > 0;
         return false;
     }
-    // Asked again: the first write of all makes the file.
-    const auto version = file.version(SqliteUserDefaultsFile::Use::write);
-    remember(key, std::move(value), version.value_or(-1));
-    return true;
+    if (transactionFailed) return false;
+    // A write into a file that another process sets aside meanwhile is made again
+    // in the one that took its place.
+    constexpr int attempts = 3;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        // From before the write: a change that another process makes right after
+        // it must not count as seen.
+        const auto version = file.version(SqliteUserDefaultsFile::Use::write);
+        const bool stored = version && (value ? file.write(key, *value) : file.erase(key));
+        if (!stored) break;
+        if (transactionDepth == 0 && !file.isStillThere()) continue;
+        remember(key, std::move(value), *version);
+        return true;
+    }
+    transactionFailed = transactionDepth > 0;
+    return false;
 }
 
 bool SqliteUserDefaults::transaction(const std::function<bool()>& body) {

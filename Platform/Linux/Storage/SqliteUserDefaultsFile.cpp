@@ -10,6 +10,7 @@
 #include "Foundation/Date.h"
 #include "Foundation/ISO8601.h"
 #include "Foundation/Json.h"
+#include "PlatformStorage/FileLock.h"
 
 namespace nimbe {
 namespace {
@@ -70,6 +71,15 @@ fs::path withSuffix(const fs::path& path, std::string_view suffix) {
     return result;
 }
 
+/// Makes an empty file that only its owner may read; true also when it is there.
+/// Never opens an existing one, see SqliteDatabase::open.
+bool createPrivate(const fs::path& path) {
+    const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (descriptor < 0) return errno == EEXIST;
+    ::close(descriptor);
+    return true;
+}
+
 /// A name beside `path` that is not taken: ….damaged-20260307T214830Z[-2…].
 fs::path nameForDamaged(const fs::path& path) {
     std::string stamp = iso8601::format(Date::now());
@@ -85,26 +95,27 @@ fs::path nameForDamaged(const fs::path& path) {
 } // namespace
 
 SqliteUserDefaultsFile::SqliteUserDefaultsFile(fs::path path, LogSink& sink)
-    : path(std::move(path)), sink(sink), log(sink, "settings") {}
+    : path(std::move(path)), log(sink, "settings") {}
 
 Result<std::int64_t, DefaultsError> SqliteUserDefaultsFile::version(Use use) {
     using enum DefaultsError::Kind;
     // Found damaged since; set aside by another process; removed by the user.
-    if (opened && !isInTransaction && (isSuspect || !isStillThere())) opened.reset();
-    isSuspect = false;
+    if (opened && !isInTransaction && (isSuspect || !isStillThere())) {
+        opened.reset();
+        isSuspect = false;
+    }
     if (!opened) {
         std::error_code error;
         const bool exists = fs::exists(path, error);
         if (error) log.error("settings: the file cannot be looked up, errno=%d", error.value());
         if (error) return failure(DefaultsError{unavailable});
         if (!exists && use == Use::read) return 0; // read() answers: nothing there
-        if (!prepareFolder()) return failure(DefaultsError{unavailable});
-        Health health = openSound();
-        if (health == Health::damaged) health = repair();
-        lock.reset();
-        if (health == Health::damaged) return failure(DefaultsError{unreadable});
-        if (health == Health::newer) return failure(DefaultsError{unreadable});
-        if (health == Health::unreachable) return failure(DefaultsError{unavailable});
+        switch (open()) {
+        case Health::sound: break;
+        case Health::damaged:
+        case Health::newer: return failure(DefaultsError{unreadable});
+        case Health::unreachable: return failure(DefaultsError{unavailable});
+        }
     }
     opened->version.reset();
     const auto code = opened->version.step();
@@ -178,8 +189,11 @@ bool SqliteUserDefaultsFile::end(bool keep) {
     if (database.isAutocommitting()) return false;
     if (keep) {
         const auto code = database.execute("COMMIT");
-        if (code.isOk()) return true;
-        (void)report(code, "keeping");
+        if (code.isOk() && isStillThere()) return true;
+        if (code.isOk())
+            log.error("settings: the file was set aside while a transaction ran");
+        else
+            (void)report(code, "keeping");
     }
     if (!database.isAutocommitting()) (void)database.execute("ROLLBACK");
     return false;
@@ -205,31 +219,34 @@ bool SqliteUserDefaultsFile::prepareFolder() {
     return true;
 }
 
-/// Keeps other processes from setting up or mending the file; until the end of
-/// the opening.
-bool SqliteUserDefaultsFile::acquireLock() {
-    if (!lock) lock = FileLock::acquire(withSuffix(path, ".lock"), lockPatience);
-    if (!lock) log.error("settings: another process holds the file's lock");
-    return lock.has_value();
+/// Opens the file, making or mending it where needed.
+///
+/// One process at a time: SQLite does not wait for another one that switches the
+/// journal of a new file but fails at once, and a file that is being mended must
+/// not be opened before its values are back.
+SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::open() {
+    if (!prepareFolder()) return Health::unreachable;
+    const auto lock = FileLock::acquire(withSuffix(path, ".lock"), lockPatience);
+    if (!lock) {
+        log.error("settings: the file's lock cannot be had");
+        return Health::unreachable;
+    }
+    const Health health = openSound();
+    return health == Health::damaged ? mend() : health;
 }
 
 /// Opens the file, making it when there is none, and looks it over once.
 SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::openSound() {
-    // Made here and not by SQLite, which would leave it readable for others.
-    const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    struct stat identity {};
-    const bool exists = descriptor >= 0 && ::fstat(descriptor, &identity) == 0;
-    const int reason = errno;
-    if (descriptor >= 0) ::close(descriptor);
-    if (!exists) {
-        log.error("settings: the file cannot be opened, errno=%d", reason);
+    if (!createPrivate(path)) {
+        log.error("settings: the file cannot be made, errno=%d", errno);
         return Health::unreachable;
     }
-
-    auto database = SqliteDatabase::open(path, SqliteDatabase::Access::existing);
-    if (!database) {
-        log.error("settings: opening failed: %s", database.error().text());
-        return database.error().isDamage() ? Health::damaged : Health::unreachable;
+    struct stat identity {};
+    auto database = SqliteDatabase::open(path);
+    if (!database || ::stat(path.c_str(), &identity) != 0) {
+        const auto code = database ? SqliteCode{} : database.error();
+        log.error("settings: opening failed: %s, errno=%d", code.text(), errno);
+        return code.isDamage() ? Health::damaged : Health::unreachable;
     }
     database->setLimited(true);
     const Health health = check(*database);
@@ -253,11 +270,6 @@ SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::check(SqliteDatabase& dat
         log.error("settings: %s failed: %s", step, code.text());
         return code.isDamage() ? Health::damaged : Health::unreachable;
     };
-    // SQLite does not wait for another process that is switching the journal just
-    // now but fails at once; so that is done under a lock of our own.
-    const auto journal = database.text("PRAGMA journal_mode");
-    if (!journal) return verdict(journal.error(), "reading the journal mode");
-    if (*journal != "wal" && !acquireLock()) return Health::unreachable;
     for (const char* setting : {"PRAGMA journal_mode = WAL", "PRAGMA synchronous = FULL"})
         if (const auto code = database.execute(setting); !code.isOk())
             return verdict(code, "setting up");
@@ -293,35 +305,51 @@ SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::check(SqliteDatabase& dat
     return Health::damaged;
 }
 
-SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::repair() {
-    if (!acquireLock()) return Health::unreachable;
-    // Another process may have mended it before the lock was ours.
-    if (const Health health = openSound(); health != Health::damaged) return health;
+/// Puts a sound file with all that can be read in the place of a damaged one,
+/// which stays beside it under another name. The path names a whole file at every
+/// moment of it.
+SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::mend() {
+    const fs::path mended = withSuffix(path, ".mended");
+    std::error_code error;
+    for (const char* suffix : {"", "-journal", "-wal", "-shm"})
+        fs::remove(withSuffix(mended, suffix), error); // of a process that was killed here
+    if (!salvageInto(mended)) {
+        fs::remove(mended, error);
+        return Health::unreachable;
+    }
 
     const fs::path aside = nameForDamaged(path);
-    std::error_code error;
-    // The log first: with a new file in its place it would be played into that.
-    fs::rename(withSuffix(path, "-wal"), withSuffix(aside, "-wal"), error);
-    fs::remove(withSuffix(path, "-shm"), error);
-    fs::rename(path, aside, error);
+    fs::create_hard_link(path, aside, error);
+    if (error) fs::copy_file(path, aside, error);
+    if (!error) {
+        // The log goes first: beside a new file it would be played into that.
+        std::error_code none;
+        fs::rename(withSuffix(path, "-wal"), withSuffix(aside, "-wal"), none);
+        fs::remove(withSuffix(path, "-shm"), none);
+        fs::rename(mended, path, error);
+    }
     if (error) {
         log.error("settings: the damaged file cannot be set aside, errno=%d", error.value());
         return Health::unreachable;
     }
     log.error("settings: set aside as %s", aside.filename().c_str());
-    const Health health = openSound();
-    if (health == Health::sound) salvage(aside);
-    return health;
+    return openSound();
 }
 
-/// Copies every value that can still be read; reads from both ends, since a
-/// damaged page stops either way.
-void SqliteUserDefaultsFile::salvage(const fs::path& damaged) {
-    auto source = SqliteDatabase::open(damaged, SqliteDatabase::Access::existing);
-    if (!source || !begin()) return;
+/// Copies every value that can still be read into a new file; reads from both
+/// ends, since a damaged page stops either way.
+bool SqliteUserDefaultsFile::salvageInto(const fs::path& mended) {
+    auto source = SqliteDatabase::open(path);
+    auto target = createPrivate(mended) ? SqliteDatabase::open(mended)
+                                        : Result<SqliteDatabase, SqliteCode>(failure(SqliteCode{}));
+    if (!source || !target || !target->execute("BEGIN").isOk() || !target->execute(schema).isOk() ||
+        !target->execute("PRAGMA user_version = 1").isOk()) {
+        log.error("settings: a new file for the values of the damaged one cannot be made");
+        return false;
+    }
     source->setLimited(true);
-    auto insert = opened->database.prepare(
-        "INSERT OR IGNORE INTO defaults(key, kind, value) VALUES(?, ?, ?)");
+    auto insert =
+        target->prepare("INSERT OR IGNORE INTO defaults(key, kind, value) VALUES(?, ?, ?)");
     for (const char* order : {"ASC", "DESC"}) {
         auto select = source->prepare(
             std::string("SELECT key, kind, value FROM defaults ORDER BY rowid ") + order);
@@ -332,14 +360,21 @@ void SqliteUserDefaultsFile::salvage(const fs::path& damaged) {
             insert.bind(1, select.bytes(0));
             insert.bind(2, kind);
             insert.bind(3, Bytes(bytes.begin(), bytes.end()));
-            (void)insert.step();
+            const auto code = insert.step();
             insert.reset();
+            if (code.isDone()) continue;
+            log.error("settings: saving a value failed: %s", code.text());
+            return false;
         }
     }
-    const auto saved = opened->database.integer("SELECT count(*) FROM defaults");
-    if (end(true) && saved)
-        log.error(
-            "settings: values saved from the damaged file: %lld", static_cast<long long>(*saved));
+    const auto saved = target->integer("SELECT count(*) FROM defaults");
+    const auto code = target->execute("COMMIT");
+    if (!saved || !code.isOk()) {
+        log.error("settings: saving the values failed: %s", code.text());
+        return false;
+    }
+    log.error("settings: values saved from the damaged file: %lld", static_cast<long long>(*saved));
+    return true;
 }
 
 } // namespace nimbe

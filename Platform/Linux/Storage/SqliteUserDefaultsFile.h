@@ -7,7 +7,6 @@
 
 #include "Foundation/Log.h"
 #include "Foundation/UserDefaults.h"
-#include "PlatformStorage/FileLock.h"
 #include "PlatformStorage/SqliteDatabase.h"
 
 namespace nimbe {
@@ -42,6 +41,10 @@ public:
     [[nodiscard]] bool begin();
     [[nodiscard]] bool end(bool keep);
 
+    /// False when the path names another file than the one that is open: what was
+    /// written just now may be in one that was set aside.
+    [[nodiscard]] bool isStillThere() const;
+
 private:
     struct Opened {
         SqliteDatabase database;
@@ -55,21 +58,18 @@ private:
     enum class Health { sound, damaged, newer, unreachable };
 
     std::filesystem::path path;
-    LogSink& sink;
     Log log;
     std::optional<Opened> opened;
-    std::optional<FileLock> lock; // while the file is being opened, and needs it
     std::int64_t openings = 0;
     bool isInTransaction = false;
     bool isSuspect = false; // damage was met: look it over again before the next use
 
-    [[nodiscard]] bool isStillThere() const;
     [[nodiscard]] bool prepareFolder();
-    [[nodiscard]] bool acquireLock();
+    [[nodiscard]] Health open();
     [[nodiscard]] Health openSound();
     [[nodiscard]] Health check(SqliteDatabase& database);
-    [[nodiscard]] Health repair();
-    void salvage(const std::filesystem::path& damaged);
+    [[nodiscard]] Health mend();
+    [[nodiscard]] bool salvageInto(const std::filesystem::path& mended);
     [[nodiscard]] bool finish(SqliteStatement& statement, const char* action);
     [[nodiscard]] DefaultsError report(SqliteCode code, const char* action);
 };
