@@ -81,11 +81,7 @@ struct Regex::Run::State {
         return matched ? Outcome::match : Outcome::noMatch;
     }
 
-    /// Counts an attempt; false when the run may go no further.
-    [[nodiscard]] bool mayTry() {
-        meter.used += attemptSteps;
-        return matcher != nullptr && !meter.isPastLimits();
-    }
+    [[nodiscard]] bool mayTry() const { return matcher != nullptr && !meter.isPastLimits(); }
 };
 
 Regex::Run::Run(const Regex& regex, std::u16string_view text) : state(std::make_unique<State>()) {

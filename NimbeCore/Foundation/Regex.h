@@ -30,14 +30,12 @@ public:
 
     [[nodiscard]] bool compiles() const;
 
-    /// The steps that one run over one text may take. A step is a point to which
-    /// the engine may have to go back. It reports them in lots of ten thousand,
-    /// so an attempt at a place counts `attemptSteps` whatever it took below
-    /// that: who tries many places must know that each is short. Ten million
-    /// steps take 65 ms on the machine of the README's table; a megabyte of
-    /// dictated prose needs a tenth of them.
+    /// The steps that one run over one text may take: points to which the engine
+    /// may have to go back. It counts them in lots of ten thousand and forgets
+    /// the last one of each attempt, so who tries many places must know that each
+    /// is short. Ten million take 65 ms on the machine of the README's table; a
+    /// megabyte of dictated prose needs a tenth of them.
     static constexpr std::size_t longestRun = 10'000'000;
-    static constexpr std::size_t attemptSteps = 20;
 
     /// ICU's stack for going back, in bytes (its own default).
     static constexpr std::int32_t largestStack = 8'000'000;

@@ -187,6 +187,15 @@ std::string_view trimmed(std::string_view utf8) {
     return kept.substr(static_cast<std::size_t>(begin));
 }
 
+bool continuesWord(std::u16string_view text, std::size_t at) {
+    if (at >= text.size()) return false;
+    const UChar32 c = nextScalar(text, at);
+    // ICU's \w, then what it never sees a boundary before.
+    const auto categories = U_GC_M_MASK | U_GC_ND_MASK | U_GC_PC_MASK | U_GC_CF_MASK;
+    return u_isUAlphabetic(c) || (U_GET_GC_MASK(c) & categories) != 0 ||
+           u_hasBinaryProperty(c, UCHAR_GRAPHEME_EXTEND);
+}
+
 std::optional<Range> firstLetter(std::u16string_view text) {
     Characters characters(text);
     std::size_t at = 0;

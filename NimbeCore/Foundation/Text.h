@@ -43,6 +43,10 @@ void trim(std::u16string& text);
 /// Same as trimmed, for UTF-8.
 [[nodiscard]] std::string_view trimmed(std::string_view utf8);
 
+/// True when a word that ends before `at` goes on there or is marked there: no
+/// word boundary of a pattern (\b) stands between them.
+[[nodiscard]] bool continuesWord(std::u16string_view text, std::size_t at);
+
 struct Range {
     std::size_t begin = 0;
     std::size_t end = 0;

@@ -49,32 +49,47 @@ TEST(DictationText, commandsComeBeforeFillers) {
 }
 
 TEST(DictationText, tenMegabytesAreFinishedWhole) {
-    constexpr std::size_t times = 200'000;
-    const auto raw = repeated("The quick brown fox , uh, jumps over 3 lazy dogs. ", times);
-    auto expected = repeated("The quick brown fox, jumps over 3 lazy dogs. ", times);
+    // Two million places at which some rule has work to do.
+    constexpr std::size_t times = 400'000;
+    const auto raw = repeated("so um I was, uh, going  to say . ", times);
+    auto expected = repeated("so I was, going to say. ", times);
     expected.pop_back();
-    EXPECT_EQ(finishedWithoutCleanup(raw), expected);
+    EXPECT_TRUE(finishedWithoutCleanup(raw) == expected);
 }
 
-TEST(DictationText, worstInputsOfOneMegabyteLoseNothing) {
-    // Each is the worst for one pattern or more. A step may leave its text as it
-    // is; what is no white space, comma or command stays in any case.
-    const std::string_view units[] = {" ", "\t", "\n", ",", ", ", " ,\n", "(", "( ", ") ", " )",
-        "new ", "new line ", "a new line ", ", new paragraph ", "parenthesis ", "parenthesis a ",
-        "parenthesis a\n", "parenthesis close parenthesis ", "open parenthesis a close ", "um",
-        "um ", "um, ", "h", "hm", "- ", "-\n", "1) ", "1", ". ", "one, ", "x one, ",
-        "x. one, a, and two, ", "between $1.", "\nthanks", "\nthanks\na ", "hi ", "e\u0301",
-        "\u0345", "\u2028"};
-    for (const auto unit : units) {
-        const auto text = repeated(unit, 1'000'000 / unit.size());
-        const auto marked = text + " is this not so, xyz";
-        for (const auto& result : {finishedWithoutCleanup(marked, false),
-                 BulletReflow::reflow(marked), formatSpokenStructure(marked),
-                 EmailBodyFormatter::stripGreetingAndSignOff(marked)}) {
-            EXPECT_TRUE(result.ends_with("s this not so, xyz")) << unit;
+TEST(DictationText, hostileTextsOfOneMegabyteLoseNothing) {
+    // Each is the worst for one pattern or more; `kept` is what must still be
+    // there as often: a step may leave its text as it is, but drops no word.
+    struct Case {
+        std::string_view unit;
+        std::string_view kept;
+    };
+    std::string manyOpenings = repeated("parenthesis ", 300) + "close parenthesis\xC3\xA9\n";
+    const Case cases[] = {{" ", ""}, {"\t", ""}, {"\n", ""}, {",", ""}, {" ,\n", ""}, {"(", "("},
+        {"( ", "("}, {" )", ")"}, {"new ", "new"}, {"new line ", ""}, {"a new line ", "a new line"},
+        {"word, new paragraph ", "word"}, {"parenthesis ", "parenthesis"},
+        {"parenthesis a\n", "parenthesis a"}, {manyOpenings, "close parenthesis\xC3\xA9"},
+        {"open parenthesis x close ", "x"}, {"um ", ""}, {"umx ", "umx"}, {"h", "h"}, {"- ", ""},
+        {"x. - ", "x."}, {"1) ", "1"}, {"one, ", "one"}, {"x one, ", "x one"},
+        {"x. y one, q, and two, ", "q"}, {"between $1.", "between $1."}, {"\nthanks", "thanks"},
+        {"\nthanks\nz ", "z"}, {"hi ", "hi"}, {"e\u0301", "e\u0301"}, {"\u0345", "\u0345"},
+        {"\u2028x", "x"}};
+    const auto count = [](std::string_view text, std::string_view part) {
+        std::size_t found = 0;
+        for (auto at = text.find(part); at != text.npos; at = text.find(part, at + part.size()))
+            ++found;
+        return found;
+    };
+    for (const auto& c : cases) {
+        const auto times = 1'000'000 / c.unit.size();
+        const auto text = repeated(c.unit, times) + " is this not so, xyz";
+        for (const auto& result : {finishedWithoutCleanup(text, false), BulletReflow::reflow(text),
+                 formatSpokenStructure(text), EmailBodyFormatter::stripGreetingAndSignOff(text)}) {
+            EXPECT_TRUE(result.ends_with("s this not so, xyz")) << c.unit.substr(0, 40);
+            if (c.kept.empty()) continue;
+            // The first may have become a capital letter.
+            EXPECT_GE(count(result, c.kept) + 1, times) << c.unit.substr(0, 40);
         }
-        const auto listed = formatSpokenStructure(text + ". x one, a, and two, b.");
-        EXPECT_TRUE(listed.ends_with("b.") || listed.ends_with("2. B.")) << unit;
     }
 }
 

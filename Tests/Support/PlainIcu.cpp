@@ -33,8 +33,7 @@ std::string plainlyFinished(std::string_view raw, bool preserveCase) {
     auto text = text::toUtf16(raw).text;
     for (const auto& rule : spokenCommandRules()) text = plainlyApplied(rule.definition, text);
     text::trim(text);
-    const Regex leading(uR"(^\s*(?:uh+|um+|erm?|ah+|hm+)\b)", Regex::Case::insensitive);
-    const bool beganWithFiller = leading.firstMatch(text).has_value();
+    const bool beganWithFiller = leadingFiller().firstMatch(text).has_value();
     for (const auto& rule : fillerRules()) text = plainlyApplied(rule.definition, text);
     text::trim(text);
     if (beganWithFiller && !preserveCase) text::capitalizeFirstLetter(text);

@@ -112,8 +112,9 @@ std::size_t findParenthesis(std::u16string_view text, std::size_t from) {
 
 /// Where the closing command begins whose last word stands at `at`, else npos.
 std::size_t closingCommand(std::u16string_view text, std::size_t at) {
-    const std::size_t end = at + parenthesisSize;
-    if (end < text.size() && isAsciiWord(text[end])) return npos;
+    // Exactly the pattern's end: a command that it refuses would have it read on
+    // to the end of the line from every opening.
+    if (text::continuesWord(text, at + parenthesisSize)) return npos;
     const std::size_t gap = runBegin(text, 0, at, isWhiteSpace);
     if (gap == at) return npos;
     for (const std::u16string_view word : {u"end", u"close"}) {
