@@ -154,7 +154,24 @@ Task<void> reportDeadline(
     auto pending = withDeadline(actor, 1.0, std::move(work));
     result = co_await pending;
 }
+
+Task<void> reportException(MainActor& actor, Events& events) {
+    auto pending = withDeadline(actor, 1.0, failing(actor));
+    try {
+        (void)co_await pending;
+    } catch (const std::runtime_error& error) {
+        events.emplace_back(error.what());
+    }
+}
 } // namespace
+
+TEST(Deadline, anExceptionOfTheWorkPasses) {
+    ManualMainActor actor;
+    Events events;
+    const auto task = startTask(actor, reportException(actor, events));
+    actor.advance(0.5);
+    EXPECT_EQ(events, (Events{"no"}));
+}
 
 TEST(Deadline, theEarlierOfAnswerAndDeadlineWins) {
     {
