@@ -40,6 +40,14 @@ int runCommandLine(int argc, const char* const* argv, Streams streams) {
         "format", "Turn a raw transcript from standard input into finished text");
     addFormat(*formatVerb, format);
 
+    // Left to itself the library says only that a verb is missing.
+    const auto isNamed = [&](const CLI::App* verb) {
+        return verb->check_name(argv[1]);
+    };
+    if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(isNamed).empty()) {
+        streams.error << "nimbe: There is no verb \"" << argv[1] << "\".\n" << app.help();
+        return ExitCode::usage;
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

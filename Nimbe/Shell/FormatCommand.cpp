@@ -129,8 +129,7 @@ int formatJsonLines(const FormatOptions& options, const Step& step, Streams stre
         const bool isJson = step.result == Step::Result::json;
         streams.output << (isJson ? result : Json(result).text()) << "\n";
         // A program at the other end may wait for this answer before it asks on.
-        if (streams.input.rdbuf()->in_avail() <= 0) streams.output.flush();
-        if (!streams.output) break;
+        if (!streams.output.flush()) break;
     }
     return outputEnded(streams);
 }

@@ -88,6 +88,9 @@ TEST(FormatCommand, aVerbIsNeededAndHelpIsNoError) {
     EXPECT_EQ(none.exitCode, 2);
     EXPECT_NE(none.error.find("Usage: nimbe"), std::string::npos);
     EXPECT_EQ(none.output, "");
+    const auto misspelt = Process::run({NIMBE_EXECUTABLE, "formt"}, "");
+    EXPECT_EQ(misspelt.exitCode, 2);
+    EXPECT_NE(misspelt.error.find("There is no verb \"formt\"."), std::string::npos);
     const auto help = format({"--help"}, "");
     EXPECT_EQ(help.exitCode, 0);
     EXPECT_NE(help.output.find("--step"), std::string::npos);
