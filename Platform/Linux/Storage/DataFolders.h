@@ -7,9 +7,8 @@
 
 namespace nimbe {
 
-/// Where this user's files are, by the XDG base directory rules
-/// (https://specifications.freedesktop.org/basedir-spec/latest/). NIMBE_HOME
-/// overrides them all: "data", "cache" and "config" then stand in it.
+/// Where this user's files are, by the XDG base directory rules of freedesktop.org.
+/// NIMBE_HOME overrides them all: "data", "cache" and "config" then stand in it.
 struct DataFolders {
     std::filesystem::path data;   // settings, history, models
     std::filesystem::path cache;  // downloads; may vanish at any time
