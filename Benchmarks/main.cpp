@@ -10,7 +10,7 @@
 namespace nimbe {
 namespace {
 
-/// Keeps the median of each name's repetitions instead of printing them.
+/// Keeps the times of each name's repetitions instead of printing them.
 class Keeper final : public benchmark::BenchmarkReporter {
 public:
     std::map<std::string, std::vector<double>> times;

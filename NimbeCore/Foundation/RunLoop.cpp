@@ -1,5 +1,6 @@
 #include "Foundation/RunLoop.h"
 
+#include <algorithm>
 #include <chrono>
 
 namespace nimbe {
@@ -56,11 +57,15 @@ bool RunLoop::next(Job& job) {
     std::unique_lock lock(mutex);
     while (!isStopped) {
         while (!timers.empty() && timers.begin()->second.expired()) timers.erase(timers.begin());
-        // A due timer goes first: posted work that posts more cannot hold it up.
-        if (!timers.empty() && timers.begin()->first <= now()) {
+        // Timers and posted jobs take turns, so that neither kind, by bringing
+        // forth more of itself, holds up the other.
+        const bool isJobsTurn = lastWasTimer && !jobs.empty();
+        lastWasTimer = false;
+        if (!isJobsTurn && !timers.empty() && timers.begin()->first <= now()) {
             const auto due = timers.begin()->second.lock();
             timers.erase(timers.begin());
             if (!due) continue;
+            lastWasTimer = true;
             job = [due] {
                 (*due)();
             };

@@ -36,6 +36,7 @@ private:
     std::deque<Job> jobs;
     std::multimap<Seconds, std::weak_ptr<Job>> timers; // a dropped token leaves a dead one
     bool isStopped = false;
+    bool lastWasTimer = false;
 
     [[nodiscard]] bool next(Job& job);
 };

@@ -73,6 +73,35 @@ TEST(RunLoop, timersFireInTheOrderOfTheirTimesAndDroppedOnesDoNot) {
     EXPECT_EQ(order, "acd");
 }
 
+namespace {
+Task<void> spin(MainActor& actor, int& turns) {
+    for (;;) {
+        co_await sleep(actor, 0);
+        ++turns;
+    }
+}
+
+void repost(RunLoop& loop, int& turns) {
+    loop.post([&] {
+        ++turns;
+        repost(loop, turns);
+    });
+}
+} // namespace
+
+TEST(RunLoop, timersAndJobsThatBringForthMoreDoNotStarveEachOther) {
+    RunLoop loop;
+    int timerTurns = 0;
+    int jobTurns = 0;
+    TaskScope scope(loop);
+    scope.start(spin(loop, timerTurns));
+    repost(loop, jobTurns);
+    std::string order;
+    loop.runUntilDone(nap(loop, 0.02, order, 'x'));
+    EXPECT_GT(timerTurns, 2);
+    EXPECT_GT(jobTurns, 2);
+}
+
 TEST(RunLoop, stopBeforeRunEndsThatRunOnly) {
     RunLoop loop;
     bool ran = false;
