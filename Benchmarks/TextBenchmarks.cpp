@@ -48,7 +48,9 @@ constexpr std::string_view worstUnits[] = {" ", "\t", "\n", ",", ", ", " ,\n", "
     "open parenthesis a close ", "um", "um ", "u", "h", "hm", "- ", "-\n", ". - ", "1) ", "1",
     "\n1", ". ", "one, ", "x one, ", "x one, a, and ", "x. one, a, and two, ", "between $1.",
     "between ", "\nthanks", "\nthanks\na ", "\nbest ", "hi ", "e\xCC\x81", "\xCC\x81", "\xCD\x85",
-    "\xE2\x80\xA8"};
+    "\xE2\x80\xA8", "um ok ", "so um I was, uh, going  to say . ",
+    // Every opening of a line reads on to a close that is none.
+    "parenthesis parenthesis parenthesis parenthesis close parenthesis\xC3\xA9\n"};
 
 std::string repeated(std::string_view unit, std::size_t bytes) {
     std::string text;
@@ -125,18 +127,19 @@ void benchmarkDictations() {
     for (const auto& [textName, unit] : texts) {
         for (const std::size_t size : sizes) {
             const auto text = repeated(unit, size);
-            timings.add(
-                name("ours", textName, size),
-                [text] { benchmark::DoNotOptimize(finishedWithoutCleanup(text)); },
-                Timings::Effort::careful);
-            timings.add(
-                name("fresh", textName, size),
-                [text] { benchmark::DoNotOptimize(plainlyFinished(text, true)); },
-                Timings::Effort::careful);
-            timings.add(
-                name("bare", textName, size),
-                [text, &word] { benchmark::DoNotOptimize(barePass(*word, text)); },
-                Timings::Effort::careful);
+            const auto add = [&](const char* what, auto work) {
+                timings.add(
+                    name(what, textName, size),
+                    [work, text] {
+                        return [work, text] {
+                            benchmark::DoNotOptimize(work(text));
+                        };
+                    },
+                    Timings::Effort::careful);
+            };
+            add("ours", [](const std::string& t) { return finishedWithoutCleanup(t); });
+            add("fresh", [](const std::string& t) { return plainlyFinished(t, true); });
+            add("bare", [&word](const std::string& t) { return barePass(*word, t); });
         }
     }
     timings.run();
@@ -186,13 +189,15 @@ void benchmarkGrowth() {
                std::to_string(size);
     };
     const auto add = [&](const StepUnderTest& step, std::string_view unit, std::size_t size) {
-        // Made when it is timed: all texts at once would take gigabytes.
-        auto text = std::make_shared<std::string>();
         timings.add(
             name(step, unit, size),
-            [text, unit, size, run = step.run] {
-                if (text->empty()) *text = repeated(unit, size);
-                benchmark::DoNotOptimize(run(*text));
+            [unit, size, run = step.run]() -> Timings::Work {
+                auto text = repeated(unit, size);
+                // A small run first: patterns are compiled on their first use.
+                benchmark::DoNotOptimize(run(text.substr(0, 1000)));
+                return [text = std::move(text), run] {
+                    benchmark::DoNotOptimize(run(text));
+                };
             },
             size >= timedOnceFrom ? Timings::Effort::once : Timings::Effort::quick);
     };

@@ -14,7 +14,10 @@ public:
         quick,   // of three short ones
         once     // a single call, for work of milliseconds and more
     };
-    void add(const std::string& name, std::function<void()> work, Effort effort);
+    using Work = std::function<void()>;
+    /// `prepare` makes the work when its turn comes, untimed, and what it holds is
+    /// let go afterwards.
+    void add(const std::string& name, std::function<Work()> prepare, Effort effort);
 
     /// Runs all that was added, in random interleaving where it repeats.
     void run();

@@ -27,9 +27,10 @@ public:
 
 } // namespace
 
-void Timings::add(const std::string& name, std::function<void()> work, Effort effort) {
+void Timings::add(const std::string& name, std::function<Work()> prepare, Effort effort) {
     auto* added = benchmark::RegisterBenchmark(
-        name.c_str(), [work = std::move(work)](benchmark::State& state) {
+        name.c_str(), [prepare = std::move(prepare)](benchmark::State& state) {
+            const Work work = prepare();
             for (auto step : state) {
                 (void)step;
                 work();
