@@ -1,8 +1,9 @@
 # Every target does its own set-up: Debian packages, npm packages, build folder.
 
-.PHONY: run test check bench format clean
+.PHONY: help run test check bench format clean
 
 SHELL := /bin/bash
+.DEFAULT_GOAL := run
 .SHELLFLAGS := -euo pipefail -c
 
 nimbe := build/release/Nimbe/nimbe
@@ -10,6 +11,10 @@ nimbe := build/release/Nimbe/nimbe
 # What CMake finds is of interest only when something is missing.
 configure = mkdir -p build && cmake --preset release >build/configure.log || \
 	{ cat build/configure.log; exit 1; }
+
+## Lists the targets.
+help:
+	@awk '/^## /{text=substr($$0,4)} /^[a-z]+:/{if(text)printf "make %-8s %s\n",substr($$1,1,length($$1)-1),text;text=""}' Makefile
 
 ## Formats the sample transcript: before and after.
 run: configured
@@ -41,6 +46,7 @@ format:
 	@scripts/bootstrap check
 	@git ls-files '*.h' '*.cpp' | xargs clang-format -i
 
+## Removes all that was built and installed here.
 clean:
 	rm -rf build assets/node_modules
 
