@@ -40,22 +40,29 @@ int runCommandLine(int argc, const char* const* argv, Streams streams) {
         "format", "Turn a raw transcript from standard input into finished text");
     addFormat(*formatVerb, format);
 
-    // Left to itself the library says only that a verb is missing.
+    const auto refuse = [&](const std::string& message) {
+        streams.error << "nimbe: " << message << "\n";
+        if (formatVerb->parsed())
+            streams.error
+                << "Usage: nimbe format [--step NAME] [--no-preserve-case] [--json] < TEXT\n"
+                   "nimbe format --help tells more.\n";
+        else
+            streams.error << "Usage: nimbe VERB [OPTIONS]\nnimbe --help lists the verbs.\n";
+        return ExitCode::usage;
+    };
+    if (argc < 2) return refuse("A verb is needed.");
     const auto isNamed = [&](const CLI::App* verb) {
         return verb->check_name(argv[1]);
     };
     if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(isNamed).empty()) {
-        streams.error << "nimbe: There is no verb \"" << argv[1] << "\".\n" << app.help();
-        return ExitCode::usage;
+        return refuse("There is no verb \"" + std::string(argv[1]) + "\".");
     }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == ExitCode::success)
-            return app.exit(error, streams.output, streams.error); // help or version
-        streams.error << "nimbe: " << error.what() << "\n"
-                      << (formatVerb->parsed() ? formatVerb->help("nimbe") : app.help());
-        return ExitCode::usage;
+        if (error.get_exit_code() != ExitCode::success) return refuse(error.what());
+        app.exit(error, streams.output, streams.error); // help or version
+        return streams.output.flush() ? ExitCode::success : ExitCode::failure;
     }
     return runFormat(format, streams);
 }

@@ -88,15 +88,34 @@ int outputEnded(Streams streams) {
     return fail(streams, "The output cannot be written.");
 }
 
-/// Up to `end` of input or `limit` bytes; absent when there is more.
-std::optional<std::string> readAll(std::istream& input) {
-    std::string text;
+enum class Read { text, end, tooLong, failed };
+
+/// All of the input, which may be empty.
+Read readAll(std::istream& input, std::string& text) {
     std::array<char, 65536> buffer{};
     while (input.read(buffer.data(), buffer.size()) || input.gcount() > 0) {
         text.append(buffer.data(), static_cast<std::size_t>(input.gcount()));
-        if (text.size() > largestInput) return std::nullopt;
+        if (text.size() > largestInput) return Read::tooLong;
     }
-    return text;
+    return input.bad() ? Read::failed : Read::text;
+}
+
+/// The next line, without its end; in pieces, so that one without an end is
+/// refused before it fills the memory.
+Read readLine(std::istream& input, std::string& line) {
+    line.clear();
+    std::array<char, 65536> buffer{};
+    for (;;) {
+        input.getline(buffer.data(), buffer.size());
+        const auto count = static_cast<std::size_t>(input.gcount());
+        if (input.bad()) return Read::failed;
+        const bool isEnded = !input.fail() && !input.eof();
+        line.append(buffer.data(), isEnded ? count - 1 : count); // the line end is counted
+        if (line.size() > largestInput) return Read::tooLong;
+        if (isEnded) return Read::text;
+        if (input.eof()) return line.empty() ? Read::end : Read::text;
+        input.clear(); // the buffer was full
+    }
 }
 
 void dropLineEnd(std::string& text) {
@@ -106,13 +125,16 @@ void dropLineEnd(std::string& text) {
 }
 
 int formatText(const FormatOptions& options, const Step& step, Streams streams) {
-    auto text = readAll(streams.input);
-    if (!text) return fail(streams, "The input is longer than 256 MiB.");
-    if (const auto replaced = text::toUtf16(*text).replaced; replaced > 0)
-        streams.error << "nimbe format: Places of the input that are not UTF-8 and became U+FFFD: "
-                      << replaced << ".\n";
-    dropLineEnd(*text);
-    const auto result = step.run(*text, options.preserveCase);
+    std::string text;
+    const auto read = readAll(streams.input, text);
+    if (read == Read::tooLong) return fail(streams, "The input is longer than 256 MiB.");
+    if (read == Read::failed) return fail(streams, "The input cannot be read.");
+    if (const auto replaced = text::toUtf16(text).replaced; replaced > 0)
+        streams.error << "nimbe format: The input is not UTF-8 in " << replaced
+                      << (replaced == 1 ? " place, which" : " places, which")
+                      << " became U+FFFD.\n";
+    dropLineEnd(text);
+    const auto result = step.run(text, options.preserveCase);
     streams.output << result;
     if (!result.empty()) streams.output << "\n";
     return outputEnded(streams);
@@ -120,9 +142,12 @@ int formatText(const FormatOptions& options, const Step& step, Streams streams) 
 
 int formatJsonLines(const FormatOptions& options, const Step& step, Streams streams) {
     std::string line;
-    for (std::size_t number = 1; std::getline(streams.input, line); ++number) {
+    for (std::size_t number = 1;; ++number) {
         const auto here = "Line " + std::to_string(number);
-        if (line.size() > largestInput) return fail(streams, here + " is longer than 256 MiB.");
+        const auto read = readLine(streams.input, line);
+        if (read == Read::end) break;
+        if (read == Read::tooLong) return fail(streams, here + " is longer than 256 MiB.");
+        if (read == Read::failed) return fail(streams, here + " cannot be read.");
         const auto json = Json::parse(line);
         if (!json || !json->asString()) return fail(streams, here + " is not a JSON string.");
         const auto result = step.run(*json->asString(), options.preserveCase);

@@ -20,6 +20,8 @@ TEST(FormatCommand, formatsAsTextOrAsJsonLines) {
     };
     const Case cases[] = {
         {{}, "um so I think, uh, we should go\n", "so I think, we should go\n"},
+        {{}, "um we meet at nine, new line bring, uh, the plans\n", // the README's example
+            "we meet at nine\nbring, the plans\n"},
         {{"--no-preserve-case"}, "um so I think\r\n", "So I think\n"},
         {{"--preserve-case"}, "um so", "so\n"},
         {{}, "uh um \n", ""},
@@ -66,7 +68,7 @@ TEST(FormatCommand, saysWhatIsWrongAndExitsWithTheDocumentedCode) {
         {{"--json"}, "\"um ok\"\n7\n\"never\"", 1, "\"ok\"\n", "Line 2 is not a JSON string."},
         {{"--json"}, "\n", 1, "", "Line 1 is not a JSON string."},
         {{"--json"}, "\"\x80\"", 1, "", "Line 1 is not a JSON string."},
-        {{}, "a\xFF\xE2\x82z", 0, "a\xEF\xBF\xBD\xEF\xBF\xBDz\n", "U+FFFD: 2."},
+        {{}, "a\xFF\xE2\x82z", 0, "a\xEF\xBF\xBD\xEF\xBF\xBDz\n", "not UTF-8 in 2 places"},
     };
     for (const auto& c : cases) {
         const auto process = format(c.options, c.input);
@@ -76,11 +78,30 @@ TEST(FormatCommand, saysWhatIsWrongAndExitsWithTheDocumentedCode) {
     }
 }
 
+TEST(FormatCommand, linesOfAnyLengthPassAndUnreadableInputIsAnError) {
+    for (const std::size_t size : {65'533U, 65'534U, 65'535U, 65'536U, 200'000U}) {
+        const auto line = "\"" + std::string(size - 2, 'x') + "\"";
+        const auto process = format({"--json"}, line + "\n" + line);
+        EXPECT_EQ(process.exitCode, 0) << size;
+        EXPECT_EQ(process.output, line + "\n" + line + "\n") << size;
+    }
+    for (const std::string input : {"</", "<&-"}) {
+        for (const std::string options : {"", " --json"}) {
+            const auto process =
+                Process::run({"/bin/sh", "-c", NIMBE_EXECUTABLE " format" + options + input}, "");
+            EXPECT_EQ(process.exitCode, 1) << options << input;
+            EXPECT_NE(process.error.find("cannot be read."), std::string::npos) << process.error;
+        }
+    }
+}
+
 TEST(FormatCommand, aFullDiskIsAnError) {
     const auto process = Process::run(
         {"/bin/sh", "-c", "echo hello there | " NIMBE_EXECUTABLE " format >/dev/full"}, "");
     EXPECT_EQ(process.exitCode, 1);
     EXPECT_NE(process.error.find("The output cannot be written."), std::string::npos);
+    const auto help = Process::run({"/bin/sh", "-c", NIMBE_EXECUTABLE " --help >/dev/full"}, "");
+    EXPECT_EQ(help.exitCode, 1);
 }
 
 TEST(FormatCommand, aVerbIsNeededAndHelpIsNoError) {
