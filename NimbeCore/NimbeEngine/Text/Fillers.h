@@ -8,9 +8,10 @@
 
 namespace nimbe {
 
-/// Filler words go, and the commas and spaces that they leave. A text that began
-/// with one begins with a capital then, unless `preserveCase`. A text of nothing
-/// but fillers becomes empty.
+/// Filler words go, each with the comma behind it, and the doubled commas and
+/// spaces that they leave; other punctuation stays. A text that began with one
+/// begins with a capital then, unless `preserveCase`. A text of nothing but
+/// fillers, commas and white space becomes empty.
 [[nodiscard]] std::string stripFillers(std::string_view text, bool preserveCase);
 
 /// The same in place.
