@@ -50,13 +50,13 @@ int runCommandLine(int argc, const char* const* argv, Streams streams) {
             streams.error << "Usage: nimbe VERB [OPTIONS]\nnimbe --help lists the verbs.\n";
         return ExitCode::usage;
     };
+    // Left to itself the library says only that a verb is missing.
     if (argc < 2) return refuse("A verb is needed.");
     const auto isNamed = [&](const CLI::App* verb) {
         return verb->check_name(argv[1]);
     };
-    if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(isNamed).empty()) {
+    if (argv[1][0] != '-' && app.get_subcommands(isNamed).empty())
         return refuse("There is no verb \"" + std::string(argv[1]) + "\".");
-    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
