@@ -55,6 +55,11 @@ public:
     /// Removing what is not there succeeds.
     [[nodiscard]] virtual bool removeValue(std::string_view key) = 0;
 
+    /// What is stored under `key`, even what cannot be read, is afterwards stored
+    /// under `newKey` alone, in place of what was there: for setting a value aside.
+    /// Moving what is not there succeeds. False: both are as they were.
+    [[nodiscard]] virtual bool moveValue(std::string_view key, std::string_view newKey) = 0;
+
     /// Runs `body`, whose calls on this object, made on this thread, then see
     /// and change the values without any other writer in between. All of its
     /// changes are kept when it returns true, none when it returns false or

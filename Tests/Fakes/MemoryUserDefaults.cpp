@@ -19,6 +19,7 @@ bool MemoryUserDefaults::setValue(std::string_view key, const Value& value) {
     }
     if (isFailed) return false;
     values.insert_or_assign(std::string(key), value);
+    unreadable.erase(std::string(key));
     return true;
 }
 
@@ -30,6 +31,22 @@ bool MemoryUserDefaults::removeValue(std::string_view key) {
     }
     if (isFailed) return false;
     if (const auto found = values.find(key); found != values.end()) values.erase(found);
+    return true;
+}
+
+bool MemoryUserDefaults::moveValue(std::string_view key, std::string_view newKey) {
+    const std::lock_guard lock(mutex);
+    if (refusesWrites) {
+        isFailed = depth > 0;
+        return false;
+    }
+    if (isFailed) return false;
+    if (key == newKey) return true;
+    if (auto node = values.extract(std::string(key))) {
+        values.insert_or_assign(std::string(newKey), std::move(node.mapped()));
+        unreadable.erase(std::string(newKey));
+    }
+    if (unreadable.erase(std::string(key)) > 0) unreadable.emplace(newKey);
     return true;
 }
 

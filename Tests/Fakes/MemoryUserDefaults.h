@@ -17,6 +17,7 @@ public:
     [[nodiscard]] Result<std::optional<Value>, DefaultsError> value(std::string_view key) override;
     [[nodiscard]] bool setValue(std::string_view key, const Value& value) override;
     [[nodiscard]] bool removeValue(std::string_view key) override;
+    [[nodiscard]] bool moveValue(std::string_view key, std::string_view newKey) override;
     [[nodiscard]] bool transaction(const std::function<bool()>& body) override;
 
 private:

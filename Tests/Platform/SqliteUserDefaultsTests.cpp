@@ -236,6 +236,35 @@ TEST_F(SqliteUserDefaultsTest, aFullDiskKeepsTheOldValueAndSaysSo) {
     EXPECT_TRUE(defaults->set(blob, Bytes(2000, 4))) << "what fits is stored again";
 }
 
+TEST_F(SqliteUserDefaultsTest, aReadOnlyFolderIsRead) {
+    file = folder.path / "a folder#1?100%" / "settings.sqlite";
+    const SmallDisk disk(file.parent_path(), 1024 * 1024);
+    if (!disk.isMounted) GTEST_SKIP() << "this machine mounts no file system for a test";
+    for (const bool isKilled : {false, true}) {
+        const std::string value = isKilled ? "killed" : "ended";
+        OtherProcess process([&] {
+            auto defaults = open();
+            const bool stored = defaults->set(name, value);
+            if (isKilled) ::raise(SIGKILL); // leaves its write-ahead log
+            return stored;
+        });
+        EXPECT_EQ(process.run(), !isKilled);
+        EXPECT_EQ(fs::exists(file.string() + "-wal"), isKilled);
+
+        ASSERT_TRUE(disk.setReadOnly(true));
+        auto defaults = open();
+        EXPECT_EQ(defaults->get(name), value) << log.all();
+        EXPECT_FALSE(defaults->set(name, std::string("new")));
+        EXPECT_FALSE(defaults->transaction([] { return true; }));
+        EXPECT_EQ(defaults->get(name), value);
+
+        ASSERT_TRUE(disk.setReadOnly(false));
+        EXPECT_TRUE(defaults->set(name, std::string("writable again"))) << log.all();
+        EXPECT_EQ(open()->get(name), "writable again");
+    }
+    EXPECT_EQ(asideCount(), 0);
+}
+
 TEST_F(SqliteUserDefaultsTest, aFileThatIsNoDatabaseIsSetAside) {
     struct Case {
         const char* why;

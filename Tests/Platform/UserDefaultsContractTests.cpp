@@ -80,6 +80,29 @@ TYPED_TEST(UserDefaultsContract, textThatIsNotUtf8IsRefused) {
     }));
 }
 
+TYPED_TEST(UserDefaultsContract, aMovedValueStandsUnderTheNewKeyAlone) {
+    UserDefaults& defaults = this->store.defaults;
+    const Setting<std::string> aside{"aside", "unset"};
+    EXPECT_TRUE(defaults.moveValue(name.key, aside.key)) << "nothing there to move";
+    EXPECT_TRUE(defaults.set(aside, std::string("old")));
+    EXPECT_TRUE(defaults.moveValue(name.key, aside.key));
+    EXPECT_EQ(defaults.get(aside), "old") << "nothing moved takes nothing's place";
+
+    EXPECT_TRUE(defaults.set(name, std::string("moved")));
+    EXPECT_FALSE(defaults.transaction([&] {
+        EXPECT_TRUE(defaults.moveValue(name.key, aside.key));
+        EXPECT_EQ(defaults.get(aside), "moved");
+        EXPECT_EQ(defaults.get(name), "nobody");
+        return false;
+    }));
+    EXPECT_EQ(defaults.get(name), "moved");
+    EXPECT_EQ(defaults.get(aside), "old");
+    EXPECT_TRUE(defaults.moveValue(name.key, aside.key));
+    EXPECT_TRUE(defaults.moveValue(aside.key, aside.key)) << "onto itself";
+    EXPECT_EQ(defaults.get(aside), "moved");
+    EXPECT_EQ(defaults.get(name), "nobody");
+}
+
 TYPED_TEST(UserDefaultsContract, aTransactionKeepsAllOrNothing) {
     UserDefaults& defaults = this->store.defaults;
     const Setting<std::string> other{"other", "unset"};

@@ -28,4 +28,9 @@ SmallDisk::~SmallDisk() {
     if (isMounted) ::umount2(path.c_str(), MNT_DETACH);
 }
 
+bool SmallDisk::setReadOnly(bool isReadOnly) const {
+    const unsigned long flags = MS_REMOUNT | (isReadOnly ? MS_RDONLY : 0);
+    return ::mount("nimbe-test", path.c_str(), "tmpfs", flags, nullptr) == 0;
+}
+
 } // namespace nimbe

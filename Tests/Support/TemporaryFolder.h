@@ -16,7 +16,7 @@ public:
 };
 
 /// A file system of `size` bytes mounted at `path` while this lives; for a disk
-/// that is full. Not every machine lets a test mount one.
+/// that is full or read-only. Not every machine lets a test mount one.
 class SmallDisk {
 public:
     SmallDisk(std::filesystem::path path, std::size_t size);
@@ -25,6 +25,9 @@ public:
     SmallDisk& operator=(const SmallDisk&) = delete;
 
     bool isMounted = false;
+
+    /// With no file open for writing on it.
+    [[nodiscard]] bool setReadOnly(bool isReadOnly) const;
 
 private:
     std::filesystem::path path;

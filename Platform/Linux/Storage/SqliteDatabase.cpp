@@ -81,9 +81,29 @@ void SqliteDatabase::Close::operator()(sqlite3* database) const {
 }
 
 Result<SqliteDatabase, SqliteCode> SqliteDatabase::open(const std::filesystem::path& file) {
-    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
+    return openWith(file.string(), SQLITE_OPEN_READWRITE);
+}
+
+Result<SqliteDatabase, SqliteCode> SqliteDatabase::openReadOnly(
+    const std::filesystem::path& file, ReadOnly kind) {
+    // https://www.sqlite.org/uri.html: the path ends at a question mark or a hash.
+    std::string name = "file:";
+    for (const char c : file.string()) {
+        switch (c) {
+        case '%': name += "%25"; break;
+        case '?': name += "%3f"; break;
+        case '#': name += "%23"; break;
+        default: name += c;
+        }
+    }
+    name += kind == ReadOnly::unchanging ? "?immutable=1" : "?mode=ro";
+    return openWith(name, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+}
+
+Result<SqliteDatabase, SqliteCode> SqliteDatabase::openWith(const std::string& name, int flags) {
     sqlite3* handle = nullptr;
-    const int code = sqlite3_open_v2(file.c_str(), &handle, flags, nullptr);
+    const int code = sqlite3_open_v2(
+        name.c_str(), &handle, flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
     SqliteDatabase database(handle);
     if (code != SQLITE_OK) return failure(SqliteCode{code});
     sqlite3_busy_timeout(handle, patienceMilliseconds);

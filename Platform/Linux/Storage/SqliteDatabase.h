@@ -62,6 +62,12 @@ public:
     /// A file may hold anything: its schema is not trusted with functions.
     [[nodiscard]] static Result<SqliteDatabase, SqliteCode> open(const std::filesystem::path& file);
 
+    /// For a file that nothing can write to. `withLog`: a write-ahead log stands
+    /// beside it, with SQLite's index of that.
+    enum class ReadOnly { withLog, unchanging };
+    [[nodiscard]] static Result<SqliteDatabase, SqliteCode> openReadOnly(
+        const std::filesystem::path& file, ReadOnly kind);
+
     [[nodiscard]] SqliteCode execute(const char* sql);
     [[nodiscard]] SqliteStatement prepare(std::string_view sql);
 
@@ -81,6 +87,8 @@ private:
         void operator()(sqlite3* database) const;
     };
     explicit SqliteDatabase(sqlite3* database) : database(database) {}
+    [[nodiscard]] static Result<SqliteDatabase, SqliteCode> openWith(
+        const std::string& name, int flags);
     std::unique_ptr<sqlite3, Close> database;
 };
 

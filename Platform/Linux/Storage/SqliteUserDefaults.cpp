@@ -41,22 +41,35 @@ bool SqliteUserDefaults::write(std::string_view key, std::optional<Value> value)
         transactionFailed = transactionDepth > 0;
         return false;
     }
-    if (transactionFailed) return false;
+    const auto version = change([&] { return value ? file.write(key, *value) : file.erase(key); });
+    if (version) remember(key, std::move(value), *version);
+    return version.has_value();
+}
+
+bool SqliteUserDefaults::moveValue(std::string_view key, std::string_view newKey) {
+    const std::lock_guard lock(mutex);
+    const auto version = change([&] { return file.rename(key, newKey); });
+    if (!version) return false;
+    forget(key);
+    forget(newKey);
+    return true;
+}
+
+/// Makes one change of the file. The file's version just before it: a change that
+/// another process makes right after it must not count as seen.
+std::optional<std::int64_t> SqliteUserDefaults::change(const std::function<bool()>& apply) {
+    if (transactionFailed) return std::nullopt;
     // A write into a file that another process sets aside meanwhile is made again
     // in the one that took its place.
     constexpr int attempts = 3;
     for (int attempt = 0; attempt < attempts; ++attempt) {
-        // From before the write: a change that another process makes right after
-        // it must not count as seen.
         const auto version = file.version(SqliteUserDefaultsFile::Use::write);
-        const bool stored = version && (value ? file.write(key, *value) : file.erase(key));
-        if (!stored) break;
+        if (!version || !apply()) break;
         if (transactionDepth == 0 && !file.isStillThere()) continue;
-        remember(key, std::move(value), *version);
-        return true;
+        return *version;
     }
     transactionFailed = transactionDepth > 0;
-    return false;
+    return std::nullopt;
 }
 
 bool SqliteUserDefaults::transaction(const std::function<bool()>& body) {
@@ -99,16 +112,19 @@ bool SqliteUserDefaults::finish(bool keep) {
 
 void SqliteUserDefaults::remember(
     std::string_view key, std::optional<Value> value, std::int64_t version) {
+    keepForRollback(key);
+    memory.insert_or_assign(std::string(key), Seen{std::move(value), version});
+}
+
+void SqliteUserDefaults::forget(std::string_view key) {
+    keepForRollback(key);
+    if (const auto known = memory.find(key); known != memory.end()) memory.erase(known);
+}
+
+void SqliteUserDefaults::keepForRollback(std::string_view key) {
+    if (transactionDepth == 0 || before.contains(key)) return;
     const auto known = memory.find(key);
-    if (transactionDepth > 0 && !before.contains(key)) {
-        before.emplace(
-            key, known == memory.end() ? std::nullopt : std::optional<Seen>(known->second));
-    }
-    Seen seen{std::move(value), version};
-    if (known == memory.end())
-        memory.emplace(key, std::move(seen));
-    else
-        known->second = std::move(seen);
+    before.emplace(key, known == memory.end() ? std::nullopt : std::optional<Seen>(known->second));
 }
 
 } // namespace nimbe

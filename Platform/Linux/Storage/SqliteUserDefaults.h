@@ -23,6 +23,7 @@ public:
     [[nodiscard]] Result<std::optional<Value>, DefaultsError> value(std::string_view key) override;
     [[nodiscard]] bool setValue(std::string_view key, const Value& value) override;
     [[nodiscard]] bool removeValue(std::string_view key) override;
+    [[nodiscard]] bool moveValue(std::string_view key, std::string_view newKey) override;
     [[nodiscard]] bool transaction(const std::function<bool()>& body) override;
 
 private:
@@ -44,8 +45,11 @@ private:
     std::map<std::string, std::optional<Seen>, std::less<>> before;
 
     [[nodiscard]] bool write(std::string_view key, std::optional<Value> value);
+    [[nodiscard]] std::optional<std::int64_t> change(const std::function<bool()>& apply);
     [[nodiscard]] bool finish(bool keep);
     void remember(std::string_view key, std::optional<Value> value, std::int64_t version);
+    void forget(std::string_view key);
+    void keepForRollback(std::string_view key);
 };
 
 } // namespace nimbe

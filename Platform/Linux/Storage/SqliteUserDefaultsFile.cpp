@@ -104,13 +104,19 @@ Result<std::int64_t, DefaultsError> SqliteUserDefaultsFile::version(Use use) {
         opened.reset();
         isSuspect = false;
     }
+    // A file opened for reading alone is read without locks: not beside writers.
+    if (opened && opened->isReadOnly && isWritable()) opened.reset();
+    if (opened && opened->isReadOnly && use == Use::write) {
+        log.error("settings: the folder is read-only");
+        return failure(DefaultsError{unavailable});
+    }
     if (!opened) {
         std::error_code error;
         const bool exists = fs::exists(path, error);
         if (error) log.error("settings: the file cannot be looked up, errno=%d", error.value());
         if (error) return failure(DefaultsError{unavailable});
         if (!exists && use == Use::read) return 0; // read() answers: nothing there
-        switch (open()) {
+        switch (open(use)) {
         case Health::sound: break;
         case Health::damaged:
         case Health::newer: return failure(DefaultsError{unreadable});
@@ -160,6 +166,12 @@ bool SqliteUserDefaultsFile::write(std::string_view key, const Value& value) {
 bool SqliteUserDefaultsFile::erase(std::string_view key) {
     opened->remove.bind(1, key);
     return finish(opened->remove, "removing");
+}
+
+bool SqliteUserDefaultsFile::rename(std::string_view key, std::string_view newKey) {
+    opened->rename.bind(1, key);
+    opened->rename.bind(2, newKey);
+    return finish(opened->rename, "moving");
 }
 
 bool SqliteUserDefaultsFile::finish(SqliteStatement& statement, const char* action) {
@@ -219,13 +231,20 @@ bool SqliteUserDefaultsFile::prepareFolder() {
     return true;
 }
 
+/// Whether the folder takes files and the file, if there, takes writes.
+bool SqliteUserDefaultsFile::isWritable() const {
+    if (::access(path.parent_path().c_str(), W_OK | X_OK) != 0) return false;
+    return ::access(path.c_str(), W_OK) == 0 || errno == ENOENT;
+}
+
 /// Opens the file, making or mending it where needed.
 ///
 /// One process at a time: SQLite does not wait for another one that switches the
 /// journal of a new file but fails at once, and a file that is being mended must
 /// not be opened before its values are back.
-SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::open() {
+SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::open(Use use) {
     if (!prepareFolder()) return Health::unreachable;
+    if (use == Use::read && !isWritable()) return openReadOnly();
     const auto lock = FileLock::acquire(withSuffix(path, ".lock"), lockPatience);
     if (!lock) {
         log.error("settings: the file's lock cannot be had");
@@ -241,15 +260,31 @@ SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::openSound() {
         log.error("settings: the file cannot be made, errno=%d", errno);
         return Health::unreachable;
     }
+    return adopt(SqliteDatabase::open(path), false);
+}
+
+/// Where nothing can be written there are no writers either.
+SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::openReadOnly() {
+    // A process that was killed has left its last writes in a log, which is read
+    // along with the file; without one SQLite must be told not to look for it.
+    std::error_code error;
+    const auto logSize = fs::file_size(withSuffix(path, "-wal"), error);
+    using enum SqliteDatabase::ReadOnly;
+    return adopt(
+        SqliteDatabase::openReadOnly(path, !error && logSize > 0 ? withLog : unchanging), true);
+}
+
+SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::adopt(
+    Result<SqliteDatabase, SqliteCode> database, bool isReadOnly) {
     struct stat identity {};
-    auto database = SqliteDatabase::open(path);
-    if (!database || ::stat(path.c_str(), &identity) != 0) {
-        const auto code = database ? SqliteCode{} : database.error();
-        log.error("settings: opening failed: %s, errno=%d", code.text(), errno);
-        return code.isDamage() ? Health::damaged : Health::unreachable;
+    if (!database) return verdict(database.error(), "opening");
+    if (::stat(path.c_str(), &identity) != 0) {
+        log.error("settings: the file is gone, errno=%d", errno);
+        return Health::unreachable;
     }
     database->setLimited(true);
-    const Health health = check(*database);
+    Health health = isReadOnly ? Health::sound : prepareForWriting(*database);
+    if (health == Health::sound) health = check(*database);
     database->setLimited(false);
     if (health != Health::sound) return health;
 
@@ -258,43 +293,48 @@ SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::openSound() {
                                     "ON CONFLICT(key) DO UPDATE SET kind = excluded.kind, "
                                     "value = excluded.value");
     auto remove = database->prepare("DELETE FROM defaults WHERE key = ?");
+    auto rename = database->prepare("UPDATE OR REPLACE defaults SET key = ?2 WHERE key = ?1");
     auto version = database->prepare("PRAGMA data_version");
-    opened.emplace(Opened{std::move(*database), std::move(select), std::move(upsert),
-        std::move(remove), std::move(version), identity.st_dev, identity.st_ino});
+    opened.emplace(
+        Opened{std::move(*database), std::move(select), std::move(upsert), std::move(remove),
+            std::move(rename), std::move(version), identity.st_dev, identity.st_ino, isReadOnly});
     ++openings;
     return Health::sound;
 }
 
-SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::check(SqliteDatabase& database) {
-    const auto verdict = [this](SqliteCode code, const char* step) {
-        log.error("settings: %s failed: %s", step, code.text());
-        return code.isDamage() ? Health::damaged : Health::unreachable;
-    };
+SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::verdict(SqliteCode code, const char* step) {
+    log.error("settings: %s failed: %s, errno=%d", step, code.text(), errno);
+    return code.isDamage() ? Health::damaged : Health::unreachable;
+}
+
+/// Sets the journal and makes the table of a new file.
+SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::prepareForWriting(SqliteDatabase& database) {
     for (const char* setting : {"PRAGMA journal_mode = WAL", "PRAGMA synchronous = FULL"})
         if (const auto code = database.execute(setting); !code.isOk())
             return verdict(code, "setting up");
 
-    auto version = database.integer("PRAGMA user_version");
+    const auto version = database.integer("PRAGMA user_version");
     if (!version) return verdict(version.error(), "reading the version");
-    if (*version == 0) {
-        // New, or another process is making it: the lock tells.
-        if (const auto code = database.execute("BEGIN IMMEDIATE"); !code.isOk())
-            return verdict(code, "locking");
-        const auto tables = database.integer("SELECT count(*) FROM sqlite_schema");
-        if (tables && *tables == 0) {
-            (void)database.execute(schema);
-            (void)database.execute("PRAGMA user_version = 1");
-        }
-        if (const auto code = database.execute("COMMIT"); !code.isOk())
-            return verdict(code, "making the table");
-        version = database.integer("PRAGMA user_version");
-        if (!version) return verdict(version.error(), "reading the version");
+    if (*version != 0) return Health::sound;
+    // New, or another process is making it: the lock tells.
+    if (const auto code = database.execute("BEGIN IMMEDIATE"); !code.isOk())
+        return verdict(code, "locking");
+    const auto tables = database.integer("SELECT count(*) FROM sqlite_schema");
+    if (tables && *tables == 0) {
+        (void)database.execute(schema);
+        (void)database.execute("PRAGMA user_version = 1");
     }
+    const auto code = database.execute("COMMIT");
+    return code.isOk() ? Health::sound : verdict(code, "making the table");
+}
+
+SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::check(SqliteDatabase& database) {
+    const auto version = database.integer("PRAGMA user_version");
+    if (!version) return verdict(version.error(), "reading the version");
     if (*version != schemaVersion) {
         log.error("settings: the file is of version %lld", static_cast<long long>(*version));
         return *version > schemaVersion ? Health::newer : Health::damaged;
     }
-
     const auto found =
         database.text("SELECT group_concat(sql, ';') FROM sqlite_schema WHERE sql IS NOT NULL");
     if (!found) return verdict(found.error(), "reading the schema");

@@ -17,7 +17,8 @@ namespace nimbe {
 ///
 /// A damaged file is set aside beside the new one ("….damaged-DATE"), into which
 /// every value that can still be read is copied. A file of a newer version is
-/// left alone and its values are unavailable.
+/// left alone and its values are unavailable. Where nothing may be written, a file
+/// is read as it stands.
 ///
 /// Errors go to the log here; callers pass on that there was one. One thread at
 /// a time.
@@ -36,6 +37,7 @@ public:
         std::string_view key);
     [[nodiscard]] bool write(std::string_view key, const UserDefaults::Value& value);
     [[nodiscard]] bool erase(std::string_view key);
+    [[nodiscard]] bool rename(std::string_view key, std::string_view newKey);
 
     /// A transaction that holds the write lock from the start.
     [[nodiscard]] bool begin();
@@ -51,9 +53,11 @@ private:
         SqliteStatement select;
         SqliteStatement upsert;
         SqliteStatement remove;
+        SqliteStatement rename;
         SqliteStatement version;
         std::uint64_t device = 0; // which file the path named
         std::uint64_t inode = 0;
+        bool isReadOnly = false;
     };
     enum class Health { sound, damaged, newer, unreachable };
 
@@ -65,9 +69,14 @@ private:
     bool isSuspect = false; // damage was met: look it over again before the next use
 
     [[nodiscard]] bool prepareFolder();
-    [[nodiscard]] Health open();
+    [[nodiscard]] Health open(Use use);
     [[nodiscard]] Health openSound();
+    [[nodiscard]] Health openReadOnly();
+    [[nodiscard]] Health adopt(Result<SqliteDatabase, SqliteCode> database, bool isReadOnly);
+    [[nodiscard]] Health prepareForWriting(SqliteDatabase& database);
     [[nodiscard]] Health check(SqliteDatabase& database);
+    [[nodiscard]] Health verdict(SqliteCode code, const char* step);
+    [[nodiscard]] bool isWritable() const;
     [[nodiscard]] Health mend();
     [[nodiscard]] bool salvageInto(const std::filesystem::path& mended);
     [[nodiscard]] bool finish(SqliteStatement& statement, const char* action);
