@@ -160,6 +160,10 @@ bool isValidUtf8(std::string_view bytes) {
     return true;
 }
 
+std::string mended(std::string text) {
+    return isValidUtf8(text) ? std::move(text) : toUtf8(toUtf16(text).text);
+}
+
 std::u16string_view trimmed(std::u16string_view text) {
     return trimmedOf(text, [](char16_t c) { return isWhiteSpace(c); });
 }

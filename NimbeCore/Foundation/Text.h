@@ -31,6 +31,9 @@ struct Utf16 {
 
 [[nodiscard]] bool isValidUtf8(std::string_view bytes);
 
+/// The text itself when it is UTF-8; else with U+FFFD for each ill-formed sequence.
+[[nodiscard]] std::string mended(std::string text);
+
 /// Without white space and line breaks at both ends.
 [[nodiscard]] std::u16string_view trimmed(std::u16string_view text);
 

@@ -72,4 +72,11 @@ bool MemoryUserDefaults::transaction(const std::function<bool()>& body) {
     return finish(keep);
 }
 
+std::vector<std::string> MemoryUserDefaults::keys() {
+    const std::lock_guard lock(mutex);
+    std::vector<std::string> all;
+    for (const auto& [key, value] : values) all.push_back(key);
+    return all;
+}
+
 } // namespace nimbe

@@ -20,6 +20,8 @@ public:
     [[nodiscard]] bool moveValue(std::string_view key, std::string_view newKey) override;
     [[nodiscard]] bool transaction(const std::function<bool()>& body) override;
 
+    [[nodiscard]] std::vector<std::string> keys();
+
 private:
     std::recursive_mutex mutex;
     std::map<std::string, Value, std::less<>> values;

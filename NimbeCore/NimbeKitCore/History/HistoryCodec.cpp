@@ -1,0 +1,110 @@
+#include "NimbeKitCore/History/HistoryCodec.h"
+
+#include <cmath>
+
+#include "Foundation/Json.h"
+#include "Foundation/Text.h"
+
+namespace nimbe {
+namespace {
+
+std::optional<Json> encoded(const DictationEntry& entry) {
+    if (!std::isfinite(entry.timestamp.sinceReference)) return std::nullopt;
+    Json::Object object;
+    object.push_back({"id", Json(entry.id.text())});
+    object.push_back({"text", Json(text::mended(entry.text))});
+    object.push_back({"timestamp", Json::number(entry.timestamp.sinceReference)});
+    object.push_back({"mode", Json(rawValue(entry.mode))});
+    if (entry.originalText)
+        object.push_back({"originalText", Json(text::mended(*entry.originalText))});
+    return Json(std::move(object));
+}
+
+std::optional<Json> encoded(const TrashedEntry& item) {
+    auto entry = encoded(item.entry);
+    if (!entry || !std::isfinite(item.deletedAt.sinceReference)) return std::nullopt;
+    Json::Object object;
+    object.push_back({"entry", std::move(*entry)});
+    object.push_back({"deletedAt", Json::number(item.deletedAt.sinceReference)});
+    object.push_back({"wasSynced", Json(item.wasSynced)});
+    return Json(std::move(object));
+}
+
+template <typename Record>
+std::optional<std::string> encodedList(const std::vector<Record>& records) {
+    Json::Array array;
+    array.reserve(records.size());
+    for (const auto& record : records) {
+        auto json = encoded(record);
+        if (!json) return std::nullopt;
+        array.push_back(std::move(*json));
+    }
+    return Json(std::move(array)).text();
+}
+
+std::optional<Date> decodedDate(const Json* json) {
+    const auto seconds = json ? json->asDouble() : std::nullopt;
+    if (!seconds || !std::isfinite(*seconds)) return std::nullopt;
+    return Date{*seconds};
+}
+
+bool decode(const Json& json, DictationEntry& entry) {
+    const Json* id = json.member("id");
+    const Json* text = json.member("text");
+    const Json* mode = json.member("mode");
+    const Json* original = json.member("originalText");
+    const auto timestamp = decodedDate(json.member("timestamp"));
+    if (!id || !id->asString() || !text || !text->asString() || !mode || !mode->asString())
+        return false;
+    const auto readId = UUID::parse(*id->asString());
+    const auto readMode = dictationMode(*mode->asString());
+    if (!readId || !readMode || !timestamp) return false;
+    entry = {*readId, *text->asString(), *timestamp, *readMode};
+    if (!original || original->isNull()) return true;
+    if (original->asString()) entry.originalText = *original->asString();
+    return entry.originalText.has_value();
+}
+
+bool decode(const Json& json, TrashedEntry& item) {
+    const Json* entry = json.member("entry");
+    const Json* synced = json.member("wasSynced");
+    const auto deletedAt = decodedDate(json.member("deletedAt"));
+    if (!entry || !synced || !synced->asBool() || !deletedAt) return false;
+    item.deletedAt = *deletedAt;
+    item.wasSynced = *synced->asBool();
+    return decode(*entry, item.entry);
+}
+
+template <typename Record>
+std::optional<std::vector<Record>> decodedList(std::string_view text) {
+    const auto json = Json::parse(text);
+    const auto* array = json ? json->asArray() : nullptr;
+    if (!array) return std::nullopt;
+    std::vector<Record> records(array->size());
+    for (std::size_t i = 0; i < records.size(); ++i)
+        if (!decode((*array)[i], records[i])) return std::nullopt;
+    return records;
+}
+
+} // namespace
+
+namespace historyCodec {
+
+std::optional<std::string> encode(const std::vector<DictationEntry>& entries) {
+    return encodedList(entries);
+}
+
+std::optional<std::string> encode(const std::vector<TrashedEntry>& items) {
+    return encodedList(items);
+}
+
+std::optional<std::vector<DictationEntry>> decodeEntries(std::string_view json) {
+    return decodedList<DictationEntry>(json);
+}
+
+std::optional<std::vector<TrashedEntry>> decodeTrash(std::string_view json) {
+    return decodedList<TrashedEntry>(json);
+}
+
+} // namespace historyCodec
+} // namespace nimbe

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "NimbeKitCore/History/DictationEntry.h"
+
+namespace nimbe {
+
+/// The JSON arrays that the history's lists are stored as, before they are sealed.
+///
+/// An entry is {"id","text","timestamp","mode","originalText"}, a trashed one
+/// {"entry","deletedAt","wasSynced"}. Ids are upper-case UUID text, dates seconds
+/// since 2001-01-01 UTC as numbers with their fraction, "originalText" is left out
+/// when absent; all other members are required and unknown ones are ignored. One
+/// record that cannot be read fails the whole list. Linear in the length.
+namespace historyCodec {
+
+/// Absent when a date is not a finite number. Text that is not UTF-8 is mended:
+/// an ill-formed sequence becomes U+FFFD.
+[[nodiscard]] std::optional<std::string> encode(const std::vector<DictationEntry>& entries);
+[[nodiscard]] std::optional<std::string> encode(const std::vector<TrashedEntry>& items);
+
+[[nodiscard]] std::optional<std::vector<DictationEntry>> decodeEntries(std::string_view json);
+[[nodiscard]] std::optional<std::vector<TrashedEntry>> decodeTrash(std::string_view json);
+
+} // namespace historyCodec
+} // namespace nimbe

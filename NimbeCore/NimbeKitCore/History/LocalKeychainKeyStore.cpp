@@ -1,0 +1,97 @@
+#include "NimbeKitCore/History/LocalKeychainKeyStore.h"
+
+#include "NimbeKitCore/History/SymmetricKey.h"
+
+namespace nimbe {
+
+using Kind = KeyStoreError::Kind;
+
+LocalKeychainKeyStore::LocalKeychainKeyStore(
+    SecretStore::Item item, Places places, UserDefaults& defaults, LogSink& sink)
+    : item(std::move(item)), places(places), defaults(defaults), log(sink, "history-crypto") {}
+
+/// Empty when no key was made yet, as far as the settings know.
+Result<std::string, KeyStoreError> LocalKeychainKeyStore::recordedPlace() {
+    const auto value = defaults.value(place.key);
+    // Settings that cannot be read may hold a place: guessing would be a new key.
+    if (!value) return failure(KeyStoreError{Kind::failed, "the key's place cannot be read"});
+    if (!*value) return std::string();
+    const auto* name = std::get_if<std::string>(&**value);
+    if (name && (*name == inKeychain || *name == inFile)) return *name;
+    return failure(KeyStoreError{Kind::failed, "the key's place has no known name"});
+}
+
+Result<std::optional<Bytes>, KeyStoreError> LocalKeychainKeyStore::loadKeyData() {
+    const auto recorded = recordedPlace();
+    if (!recorded) return failure(recorded.error());
+    if (recorded->empty()) return loadUnrecorded();
+    return readFrom(*recorded);
+}
+
+Result<std::optional<Bytes>, KeyStoreError> LocalKeychainKeyStore::readFrom(
+    std::string_view recorded) {
+    auto found = (recorded == inKeychain ? places.keychain : places.file).read(item);
+    if (found && *found && (*found)->size() != SymmetricKey::size)
+        return failure(KeyStoreError{Kind::damaged, "a key of another length"});
+    return found;
+}
+
+/// The settings know of no key. One may be there all the same: the process that
+/// made it ended before it was recorded, or the settings are new and the key is not.
+Result<std::optional<Bytes>, KeyStoreError> LocalKeychainKeyStore::loadUnrecorded() {
+    auto inFiles = readFrom(inFile);
+    if (!inFiles || *inFiles) return inFiles;
+    auto inKeyring = readFrom(inKeychain);
+    if (!inKeyring && inKeyring.error().kind == Kind::unreachable) return std::optional<Bytes>();
+    return inKeyring;
+}
+
+Result<Bytes, KeyStoreError> LocalKeychainKeyStore::saveKeyData(const Bytes& bytes) {
+    Result<Bytes, KeyStoreError> inForce =
+        failure(KeyStoreError{Kind::failed, "the settings cannot be written"});
+    const bool isKept = defaults.transaction([&] {
+        inForce = saveLocked(bytes);
+        return inForce.has_value();
+    });
+    // The key may stand somewhere now without a record; the next load finds it.
+    if (!isKept && inForce)
+        return failure(KeyStoreError{Kind::failed, "the key's place cannot be recorded"});
+    return inForce;
+}
+
+Result<Bytes, KeyStoreError> LocalKeychainKeyStore::saveLocked(const Bytes& bytes) {
+    auto earlier = loadKeyData();
+    if (!earlier) return failure(earlier.error());
+    if (*earlier) return std::move(**earlier);
+
+    const auto recorded = recordedPlace();
+    if (!recorded) return failure(recorded.error());
+    const auto where = addSomewhere(*recorded, bytes);
+    if (!where) return failure(where.error());
+    if (!defaults.set(place, std::string(*where)))
+        return failure(KeyStoreError{Kind::failed, "the key's place cannot be recorded"});
+    log.info("local history key: kept in the %s", std::string(*where).c_str());
+
+    // What is really there now is the key, whoever put it there.
+    auto stored = readFrom(*where);
+    if (!stored) return failure(stored.error());
+    if (!*stored) return failure(KeyStoreError{Kind::failed, "the key is gone again"});
+    return std::move(**stored);
+}
+
+/// A keyring that answers is used; the file is for where none does. Once recorded,
+/// the place stays.
+Result<std::string_view, KeyStoreError> LocalKeychainKeyStore::addSomewhere(
+    const std::string& recorded, const Bytes& bytes) {
+    if (recorded != inFile) {
+        const auto added = places.keychain.add(item, bytes);
+        if (added) return inKeychain;
+        const bool mayFallBack = recorded.empty() && added.error().kind == Kind::unreachable;
+        if (!mayFallBack) return failure(added.error());
+    }
+    const auto added = places.file.add(item, bytes);
+    if (!added) return failure(added.error());
+    return inFile;
+}
+
+} // namespace nimbe
