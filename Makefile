@@ -26,6 +26,7 @@ run: configured
 
 ## Builds with warnings as errors, runs all tests.
 test: configured
+	@scripts/bootstrap test
 	@cmake --build --preset release
 	@ctest --preset release
 

@@ -40,10 +40,20 @@ Result<std::optional<Bytes>, KeyStoreError> LocalKeychainKeyStore::readFrom(
 /// made it ended before it was recorded, or the settings are new and the key is not.
 Result<std::optional<Bytes>, KeyStoreError> LocalKeychainKeyStore::loadUnrecorded() {
     auto inFiles = readFrom(inFile);
-    if (!inFiles || *inFiles) return inFiles;
+    if (!inFiles) return inFiles;
+    if (*inFiles) record(inFile);
+    if (*inFiles) return inFiles;
     auto inKeyring = readFrom(inKeychain);
     if (!inKeyring && inKeyring.error().kind == Kind::unreachable) return std::optional<Bytes>();
+    if (inKeyring && *inKeyring) record(inKeychain);
     return inKeyring;
+}
+
+/// Of a key that was found: without its record a keyring that is away later would
+/// look like one that never had it.
+void LocalKeychainKeyStore::record(std::string_view found) {
+    if (!defaults.set(place, std::string(found)))
+        log.warning("local history key: its place could not be recorded");
 }
 
 Result<Bytes, KeyStoreError> LocalKeychainKeyStore::saveKeyData(const Bytes& bytes) {

@@ -92,14 +92,19 @@ TEST_F(LocalKeychainKeyStoreTest, theRecordedPlaceAloneIsAsked) {
     EXPECT_EQ(keychain.reads, 0);
 }
 
-TEST_F(LocalKeychainKeyStoreTest, aKeyWithoutARecordIsFound) {
+TEST_F(LocalKeychainKeyStoreTest, aKeyWithoutARecordIsFoundAndRecorded) {
     keychain.secrets[name] = first;
     EXPECT_TRUE(store.loadKeyData().value() == first);
+    keychain.error = Kind::unreachable;
+    EXPECT_FALSE(store.loadKeyData()) << "away is not absent any more";
+    keychain.error.reset();
     EXPECT_TRUE(store.saveKeyData(second) == first) << "no second key beside it";
+    EXPECT_TRUE(defaults.remove(LocalKeychainKeyStore::place));
     keychain.secrets.clear();
     EXPECT_FALSE(store.loadKeyData().value());
     file.secrets[name] = first;
     EXPECT_TRUE(store.loadKeyData().value() == first);
+    EXPECT_EQ(place(), "file");
 }
 
 TEST_F(LocalKeychainKeyStoreTest, ofTwoWritersTheFirstWins) {

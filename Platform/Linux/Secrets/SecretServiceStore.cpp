@@ -1,0 +1,219 @@
+#include "PlatformSecrets/SecretServiceStore.h"
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <libsecret/secret.h>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <tuple>
+#include <vector>
+
+#include "PlatformSecrets/Base64.h"
+
+namespace nimbe {
+namespace {
+
+using Kind = KeyStoreError::Kind;
+
+struct Unref {
+    void operator()(gpointer object) const { g_object_unref(object); }
+};
+template <typename T>
+using Object = std::unique_ptr<T, Unref>;
+
+struct FreeAttributes {
+    void operator()(GHashTable* table) const { g_hash_table_unref(table); }
+};
+using Attributes = std::unique_ptr<GHashTable, FreeAttributes>;
+
+struct FreeValue {
+    void operator()(SecretValue* value) const { secret_value_unref(value); }
+};
+using Value = std::unique_ptr<SecretValue, FreeValue>;
+
+/// Cancels what runs under it when its time is up.
+class Deadline {
+public:
+    explicit Deadline(Seconds seconds)
+        : cancellable(g_cancellable_new()), watch([this, seconds] { wait(seconds); }) {}
+    ~Deadline() {
+        {
+            const std::lock_guard guard(mutex);
+            isOver = true;
+        }
+        over.notify_one();
+    }
+    Deadline(const Deadline&) = delete;
+    Deadline& operator=(const Deadline&) = delete;
+
+    operator GCancellable*() const { return cancellable.get(); }
+
+private:
+    Object<GCancellable> cancellable;
+    std::mutex mutex;
+    std::condition_variable over;
+    bool isOver = false;
+    std::jthread watch; // last: it uses the others
+
+    void wait(Seconds seconds) {
+        std::unique_lock guard(mutex);
+        const auto isDone = [this] {
+            return isOver;
+        };
+        if (!over.wait_for(guard, std::chrono::duration<Seconds>(seconds), isDone))
+            g_cancellable_cancel(cancellable.get());
+    }
+};
+
+/// An error of the library, with what it means for a key.
+class Failure {
+public:
+    ~Failure() { g_clear_error(&error); }
+    Failure() = default;
+    Failure(const Failure&) = delete;
+    Failure& operator=(const Failure&) = delete;
+
+    GError** out() { return &error; }
+    [[nodiscard]] bool isSet() const { return error != nullptr; }
+
+    [[nodiscard]] tl::unexpected<KeyStoreError> as(const char* step) const {
+        std::string detail = step;
+        // Domain and code only: messages may hold paths and names.
+        if (error)
+            detail += std::string(": ") + g_quark_to_string(error->domain) + "/" +
+                      std::to_string(error->code);
+        return failure(KeyStoreError{kind(), detail});
+    }
+
+private:
+    GError* error = nullptr;
+
+    [[nodiscard]] Kind kind() const {
+        if (!error) return Kind::failed;
+        if (g_error_matches(error, SECRET_ERROR, SECRET_ERROR_IS_LOCKED)) return Kind::locked;
+        // No bus, nobody on it by that name, or no answer in time.
+        const bool isBus = error->domain == G_IO_ERROR || error->domain == G_DBUS_ERROR;
+        return isBus ? Kind::unreachable : Kind::failed;
+    }
+};
+
+/// The default flags would add the schema's name to the attributes, and a keyring
+/// that is locked then finds nothing and reports no error.
+const SecretSchema& schema() {
+    static const SecretSchema value = [] {
+        SecretSchema made{};
+        made.name = "com.nimbehq.Secret";
+        made.flags = SECRET_SCHEMA_DONT_MATCH_NAME;
+        made.attributes[0] = {"service", SECRET_SCHEMA_ATTRIBUTE_STRING};
+        made.attributes[1] = {"account", SECRET_SCHEMA_ATTRIBUTE_STRING};
+        return made;
+    }();
+    return value;
+}
+
+Attributes attributesOf(const SecretStore::Item& item) {
+    return Attributes(secret_attributes_build(
+        &schema(), "service", item.service.c_str(), "account", item.account.c_str(), nullptr));
+}
+
+/// A connection of its own for each operation: a keyring that was started again
+/// since is met anew.
+Result<Object<SecretService>, KeyStoreError> connect(GCancellable* deadline) {
+    Failure bus;
+    const Object<GDBusConnection> connection(
+        g_bus_get_sync(G_BUS_TYPE_SESSION, deadline, bus.out()));
+    if (!connection) return bus.as("session bus");
+    // Otherwise the library ends the process when the bus goes away.
+    g_dbus_connection_set_exit_on_close(connection.get(), FALSE);
+
+    Failure failed;
+    Object<SecretService> service(secret_service_open_sync(
+        SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_OPEN_SESSION, deadline, failed.out()));
+    if (!service) return failed.as("opening");
+    return service;
+}
+
+using Items = std::vector<Object<SecretItem>>;
+
+/// All items with the attributes, oldest first, then by path, so that everyone
+/// who looks takes the same one. Secrets are loaded where they are unlocked.
+Result<Items, KeyStoreError> search(
+    SecretService* service, const SecretStore::Item& item, GCancellable* deadline) {
+    Failure failed;
+    const auto attributes = attributesOf(item);
+    const auto flags =
+        static_cast<SecretSearchFlags>(SECRET_SEARCH_ALL | SECRET_SEARCH_LOAD_SECRETS);
+    GList* list = secret_service_search_sync(
+        service, &schema(), attributes.get(), flags, deadline, failed.out());
+    Items items;
+    for (GList* at = list; at; at = at->next) items.emplace_back(SECRET_ITEM(at->data));
+    g_list_free(list);
+    if (failed.isSet()) return failed.as("searching");
+
+    const auto order = [](const Object<SecretItem>& found) {
+        return std::make_tuple(secret_item_get_created(found.get()),
+            std::string_view(g_dbus_proxy_get_object_path(G_DBUS_PROXY(found.get()))));
+    };
+    std::sort(items.begin(), items.end(),
+        [&](const auto& left, const auto& right) { return order(left) < order(right); });
+    return items;
+}
+
+Result<std::optional<Bytes>, KeyStoreError> secretOf(SecretItem* item) {
+    const Value value(secret_item_get_secret(item));
+    if (!value) return failure(KeyStoreError{Kind::failed, "an item without a secret"});
+    gsize length = 0;
+    const char* text = secret_value_get(value.get(), &length);
+    auto bytes = base64Decoded({text, length});
+    if (!bytes || bytes->empty())
+        return failure(KeyStoreError{Kind::damaged, "a secret that is not base64"});
+    return bytes;
+}
+
+} // namespace
+
+Result<std::optional<Bytes>, KeyStoreError> SecretServiceStore::read(const Item& item) {
+    const Deadline deadline(patience);
+    const auto service = connect(deadline);
+    if (!service) return failure(service.error());
+    const auto items = search(service->get(), item, deadline);
+    if (!items) return failure(items.error());
+    if (items->empty()) return std::optional<Bytes>();
+    for (const auto& found : *items)
+        if (secret_item_get_locked(found.get()))
+            return failure(KeyStoreError{Kind::locked, "a locked item"});
+    return secretOf(items->front().get());
+}
+
+Result<SecretStore::Added, KeyStoreError> SecretServiceStore::add(
+    const Item& item, const Bytes& secret) {
+    const Deadline deadline(patience);
+    const auto service = connect(deadline);
+    if (!service) return failure(service.error());
+    // The service replaces or doubles an item with the same attributes and has no
+    // word for a duplicate.
+    const auto items = search(service->get(), item, deadline);
+    if (!items) return failure(items.error());
+    if (!items->empty()) return Added::duplicate;
+
+    Failure noCollection;
+    const Object<SecretCollection> collection(secret_collection_for_alias_sync(service->get(),
+        SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE, deadline, noCollection.out()));
+    if (!collection && noCollection.isSet()) return noCollection.as("default keyring");
+    // A service that would first have to ask for a new keyring keeps nothing now.
+    if (!collection) return failure(KeyStoreError{Kind::unreachable, "no default keyring"});
+    if (secret_collection_get_locked(collection.get()))
+        return failure(KeyStoreError{Kind::locked, "the default keyring"});
+
+    const Value value(secret_value_new(base64Encoded(secret).c_str(), -1, "text/plain"));
+    Failure failed;
+    const auto attributes = attributesOf(item);
+    const Object<SecretItem> made(secret_item_create_sync(collection.get(), &schema(),
+        attributes.get(), "Nimbe", value.get(), SECRET_ITEM_CREATE_NONE, deadline, failed.out()));
+    if (!made) return failed.as("adding");
+    return Added::stored;
+}
+
+} // namespace nimbe
