@@ -6,6 +6,7 @@
 
 #include <unicode/brkiter.h>
 #include <unicode/locid.h>
+#include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
 #include <unicode/ustring.h>
@@ -189,6 +190,23 @@ std::string_view trimmed(std::string_view utf8) {
     std::int32_t begin = 0;
     for (std::int32_t at = 0; at < end && isTrimmed(nextScalar(kept, at));) begin = at;
     return kept.substr(static_cast<std::size_t>(begin));
+}
+
+std::u16string folded(std::string_view utf8, const Locale& locale) {
+    // Turkish and Azerbaijani have two letters i, each with both cases.
+    const bool isTurkic =
+        locale.identifier.starts_with("tr") || locale.identifier.starts_with("az");
+    const uint32_t options = isTurkic ? U_FOLD_CASE_EXCLUDE_SPECIAL_I : U_FOLD_CASE_DEFAULT;
+    UErrorCode error = U_ZERO_ERROR;
+    const auto* composing = icu::Normalizer2::getNFCInstance(error);
+    if (U_FAILURE(error)) std::abort(); // ICU without its data
+    // Composed, so that a plain letter is not found in an accented one.
+    auto text = icu::UnicodeString::fromUTF8(
+        icu::StringPiece(utf8.data(), static_cast<int32_t>(utf8.size())));
+    text = composing->normalize(text, error);
+    text.foldCase(options);
+    text = composing->normalize(text, error);
+    return {text.getBuffer(), static_cast<std::size_t>(text.length())};
 }
 
 bool continuesWord(std::u16string_view text, std::size_t at) {

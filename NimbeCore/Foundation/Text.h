@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "Foundation/Locale.h"
+
 namespace nimbe {
 
 /// Text is UTF-8 in std::string; the steps that need ICU work on UTF-16. What
@@ -49,6 +51,10 @@ void trim(std::u16string& text);
 /// True when a word that ends before `at` goes on there or is marked there: no
 /// word boundary of a pattern (\b) stands between them.
 [[nodiscard]] bool continuesWord(std::u16string_view text, std::size_t at);
+
+/// A form in which texts that differ only in case, by the rules of the language,
+/// or in how their accents are written are equal; for finding one in another.
+[[nodiscard]] std::u16string folded(std::string_view utf8, const Locale& locale);
 
 struct Range {
     std::size_t begin = 0;

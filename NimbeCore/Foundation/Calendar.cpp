@@ -1,0 +1,106 @@
+#include "Foundation/Calendar.h"
+
+#include <array>
+#include <cstdlib>
+
+#include <unicode/calendar.h>
+#include <unicode/datefmt.h>
+#include <unicode/dtptngen.h>
+#include <unicode/smpdtfmt.h>
+#include <unicode/timezone.h>
+
+namespace nimbe {
+namespace {
+
+constexpr double millisecondsPerSecond = 1000;
+
+UDate udate(Date date) {
+    return date.unixSeconds() * millisecondsPerSecond;
+}
+
+} // namespace
+
+struct Calendar::State {
+    std::unique_ptr<icu::Calendar> calendar;
+    icu::Locale locale;
+    std::array<std::unique_ptr<icu::DateFormat>, 3> formats; // by Style, made when needed
+
+    [[nodiscard]] std::unique_ptr<icu::DateFormat> make(Style style) const;
+    [[nodiscard]] icu::DateFormat* formatOf(Style style);
+    [[nodiscard]] std::array<int, 3> fields(Date date) const;
+};
+
+std::unique_ptr<icu::DateFormat> Calendar::State::make(Style style) const {
+    std::unique_ptr<icu::DateFormat> format;
+    if (style == Style::shortTime) {
+        format.reset(icu::DateFormat::createTimeInstance(icu::DateFormat::kShort, locale));
+    } else {
+        UErrorCode error = U_ZERO_ERROR;
+        const char16_t* parts = style == Style::monthDay ? u"MMMd" : u"yMMMd";
+        format.reset(icu::DateFormat::createInstanceForSkeleton(parts, locale, error));
+    }
+    if (format && calendar) format->setTimeZone(calendar->getTimeZone());
+    return format;
+}
+
+icu::DateFormat* Calendar::State::formatOf(Style style) {
+    auto& format = formats.at(static_cast<std::size_t>(style));
+    if (!format) format = make(style);
+    return format.get();
+}
+
+/// Era, year and day of the year.
+std::array<int, 3> Calendar::State::fields(Date date) const {
+    UErrorCode error = U_ZERO_ERROR;
+    calendar->setTime(udate(date), error);
+    return {calendar->get(UCAL_ERA, error), calendar->get(UCAL_YEAR, error),
+        calendar->get(UCAL_DAY_OF_YEAR, error)};
+}
+
+Calendar::Calendar(const Locale& locale, const std::string& timeZone)
+    : state(std::make_shared<State>()) {
+    state->locale = icu::Locale(locale.identifier.c_str());
+    // For a name that it does not know ICU makes a zone like UTC.
+    const std::unique_ptr<icu::TimeZone> zone(
+        icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(timeZone)));
+    UErrorCode error = U_ZERO_ERROR;
+    state->calendar.reset(icu::Calendar::createInstance(*zone, state->locale, error));
+    if (U_FAILURE(error)) std::abort(); // memory is out, or ICU without its data
+}
+
+Calendar Calendar::user() {
+    const std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::detectHostTimeZone());
+    icu::UnicodeString id;
+    std::string name;
+    if (zone) zone->getID(id).toUTF8String(name);
+    return Calendar(Locale::forTime(), name);
+}
+
+bool Calendar::isSameDay(Date left, Date right) const {
+    return state->fields(left) == state->fields(right);
+}
+
+bool Calendar::isSameYear(Date left, Date right) const {
+    const auto [leftEra, leftYear, leftDay] = state->fields(left);
+    const auto [rightEra, rightYear, rightDay] = state->fields(right);
+    return leftEra == rightEra && leftYear == rightYear;
+}
+
+Date Calendar::addingDays(Date date, int count) const {
+    UErrorCode error = U_ZERO_ERROR;
+    state->calendar->setTime(udate(date), error);
+    state->calendar->add(UCAL_DATE, count, error);
+    const UDate moved = state->calendar->getTime(error);
+    return U_SUCCESS(error) ? Date::fromUnix(moved / millisecondsPerSecond) : date;
+}
+
+std::string Calendar::format(Date date, Style style) const {
+    std::string text;
+    const auto* format = state->formatOf(style);
+    if (!format) return text;
+    icu::UnicodeString formatted;
+    format->format(udate(date), formatted).toUTF8String(text);
+    return text;
+}
+
+} // namespace nimbe
