@@ -1,0 +1,69 @@
+#include "NimbeApp/ObsidianExporter.h"
+
+#include "NimbeKitCore/History/MarkdownExporter.h"
+
+namespace nimbe {
+
+std::shared_ptr<ObsidianExporter> ObsidianExporter::create(Platform platform) {
+    return std::shared_ptr<ObsidianExporter>(new ObsidianExporter(platform));
+}
+
+ObsidianExporter::ObsidianExporter(Platform lent) : platform(lent), log(lent.log, "export") {
+    if (auto folder = platform.defaults.get(exportFolder); !folder.empty())
+        _folderPath.set(std::move(folder));
+}
+
+void ObsidianExporter::chooseFolder() {
+    if (isPicking) return;
+    isPicking = true;
+    picking = startTask(platform.actor, choose(weak_from_this()));
+}
+
+Task<void> ObsidianExporter::choose(std::weak_ptr<ObsidianExporter> weakSelf) {
+    auto self = weakSelf.lock();
+    if (!self) co_return;
+    auto asking = self->platform.picker.chooseFolder();
+    self.reset();
+
+    const auto chosen = co_await std::move(asking);
+
+    self = weakSelf.lock();
+    if (!self) co_return;
+    self->isPicking = false;
+    if (!chosen || chosen->empty()) co_return;
+    if (self->platform.defaults.set(exportFolder, chosen->string()))
+        self->_folderPath.set(chosen->string());
+    else
+        self->_lastResult.set("The folder could not be remembered.");
+}
+
+void ObsidianExporter::clearFolder() {
+    if (platform.defaults.remove(exportFolder)) _folderPath.set(std::nullopt);
+}
+
+void ObsidianExporter::exportAll(const std::vector<DictationEntry>& entries) {
+    const auto& folder = _folderPath.get();
+    if (!folder) return _lastResult.set("Choose a folder first.");
+    if (entries.empty()) return _lastResult.set("No notes to export yet.");
+    for (const auto& entry : entries)
+        if (!write(*folder, entry))
+            return _lastResult.set("Export failed. Check that the folder still exists.");
+    _lastResult.set("Exported " + std::to_string(entries.size()) +
+                    (entries.size() == 1 ? " note." : " notes."));
+}
+
+void ObsidianExporter::autoExport(const DictationEntry& entry) {
+    const auto& folder = _folderPath.get();
+    if (!folder || !platform.defaults.get(isAutomatic)) return;
+    if (!write(*folder, entry))
+        _lastResult.set("Auto-export failed. Check that the folder still exists.");
+}
+
+bool ObsidianExporter::write(const std::string& folder, const DictationEntry& entry) {
+    const auto file = std::filesystem::path(folder) / MarkdownExporter::fileName(entry);
+    const auto error = platform.files.write(file, MarkdownExporter::fileBody(entry));
+    if (error) log.error("export: a note could not be written, errno=%d", error.value());
+    return !error;
+}
+
+} // namespace nimbe
