@@ -1,10 +1,13 @@
 #include "NimbeShell/CommandLine.h"
 
+#include <optional>
 #include <ostream>
 
 #include <CLI/CLI.hpp>
 
 #include "NimbeShell/FormatCommand.h"
+#include "NimbeShell/HistoryCommand.h"
+#include "NimbeShell/ShellServices.h"
 
 namespace nimbe {
 namespace {
@@ -27,9 +30,78 @@ void addFormat(CLI::App& app, FormatOptions& options) {
                "{\"present\": TEXT}.");
 }
 
+using HistoryVerb = HistoryOptions::Verb;
+
+/// One verb of the history, with the options that it takes.
+class HistoryVerbs {
+public:
+    HistoryVerbs(CLI::App& history, HistoryOptions& options) : history(history), options(options) {}
+
+    void addAll() {
+        auto* list = add("list", HistoryVerb::list, "List the dictations, newest first");
+        addLimit(list);
+        auto* search =
+            add("search", HistoryVerb::search, "List the dictations that hold QUERY as it stands");
+        search->add_option("QUERY", options.query, "Upper and lower case are the same")->required();
+        addLimit(search);
+        auto* show = add("show", HistoryVerb::show, "Print the text of a dictation");
+        show->add_option("ID", options.ids)->required()->expected(1);
+        show->add_flag("--original", options.wantsOriginal, "The text before any edits");
+        auto* save = add("export", HistoryVerb::exportTo, "Write all as Markdown files");
+        save->add_option("FOLDER", options.folder, "Made when only its last part is missing")
+            ->required();
+        auto* keep = add("add", HistoryVerb::add, "Keep the text on standard input");
+        keep->add_option("--mode", options.mode, "What it is for (notes)")
+            ->type_name("MODE")
+            ->check(CLI::IsMember({"messaging", "email", "notes", "coding"}));
+        addIds(add("delete", HistoryVerb::deleteIds, "Move dictations to Recently Deleted"));
+        addIds(add("restore", HistoryVerb::restore, "Bring deleted dictations back"));
+        add("trash", HistoryVerb::trash, "List Recently Deleted, last deleted first");
+        addIds(add("erase", HistoryVerb::erase, "Delete for good what is in Recently Deleted"));
+        add("empty-trash", HistoryVerb::empty, "Delete for good all that is there")
+            ->add_flag("--yes", options.isConfirmed, "Yes, all of it");
+    }
+
+private:
+    CLI::App& history;
+    HistoryOptions& options;
+
+    CLI::App* add(const char* name, HistoryVerb verb, const char* text) {
+        auto* app = history.add_subcommand(name, text);
+        app->add_flag("--json", options.isJson, "Write JSON");
+        app->callback([this, verb] { options.verb = verb; });
+        return app;
+    }
+    void addIds(CLI::App* verb) {
+        verb->add_option("ID", options.ids, "Whole, or its first digits, at least four")
+            ->required();
+    }
+    void addLimit(CLI::App* verb) {
+        verb->add_option("--limit", options.limit, "At most so many")
+            ->type_name("NUMBER")
+            ->check(CLI::Range(0, 1'000'000));
+    }
+};
+
+constexpr const char* historyFooter =
+    "An ID is what list shows, or more of it. Deleted dictations stay in Recently\n"
+    "Deleted for 30 days. With --json times are ISO 8601 in UTC.\n"
+    "Exit codes: 0 done, 1 not done (no such dictation, locked keyring, full disk),\n"
+    "2 wrong usage.";
+
+/// Before the library is asked, which says only that a verb is missing.
+std::optional<std::string> missingVerb(const CLI::App& app, const char* const* words, int count) {
+    if (count < 1) return "A verb is needed.";
+    const auto isNamed = [&](const CLI::App* verb) {
+        return verb->check_name(words[0]);
+    };
+    if (words[0][0] == '-' || !app.get_subcommands(isNamed).empty()) return std::nullopt;
+    return "There is no verb \"" + std::string(words[0]) + "\".";
+}
+
 } // namespace
 
-int runCommandLine(int argc, const char* const* argv, Streams streams) {
+int runCommandLine(int argc, const char* const* argv, ShellServices& services, Streams streams) {
     CLI::App app("Dictation on your own machine", "nimbe");
     app.set_version_flag("--version", "nimbe " NIMBE_VERSION);
     app.require_subcommand(1);
@@ -39,6 +111,12 @@ int runCommandLine(int argc, const char* const* argv, Streams streams) {
     auto* formatVerb = app.add_subcommand(
         "format", "Turn a raw transcript from standard input into finished text");
     addFormat(*formatVerb, format);
+    HistoryOptions history;
+    auto* historyVerb = app.add_subcommand("history", "List, find, export and delete dictations");
+    historyVerb->require_subcommand(1);
+    historyVerb->footer(historyFooter);
+    HistoryVerbs historyVerbs(*historyVerb, history);
+    historyVerbs.addAll();
 
     const auto refuse = [&](const std::string& message) {
         streams.error << "nimbe: " << message << "\n";
@@ -46,17 +124,17 @@ int runCommandLine(int argc, const char* const* argv, Streams streams) {
             streams.error
                 << "Usage: nimbe format [--step NAME] [--no-preserve-case] [--json] < TEXT\n"
                    "nimbe format --help tells more.\n";
+        else if (argc > 1 && historyVerb->check_name(argv[1]))
+            streams.error << "Usage: nimbe history VERB [OPTIONS]\n"
+                             "nimbe history --help lists the verbs.\n";
         else
             streams.error << "Usage: nimbe VERB [OPTIONS]\nnimbe --help lists the verbs.\n";
         return ExitCode::usage;
     };
-    // Left to itself the library says only that a verb is missing.
-    if (argc < 2) return refuse("A verb is needed.");
-    const auto isNamed = [&](const CLI::App* verb) {
-        return verb->check_name(argv[1]);
-    };
-    if (argv[1][0] != '-' && app.get_subcommands(isNamed).empty())
-        return refuse("There is no verb \"" + std::string(argv[1]) + "\".");
+    if (const auto message = missingVerb(app, argv + 1, argc - 1)) return refuse(*message);
+    if (historyVerb->check_name(argv[1]))
+        if (const auto message = missingVerb(*historyVerb, argv + 2, argc - 2))
+            return refuse(*message);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -64,7 +142,9 @@ int runCommandLine(int argc, const char* const* argv, Streams streams) {
         app.exit(error, streams.output, streams.error); // help or version
         return streams.output.flush() ? ExitCode::success : ExitCode::failure;
     }
-    return runFormat(format, streams);
+    if (formatVerb->parsed()) return runFormat(format, streams);
+    const auto* historyServices = services.history(streams.error);
+    return historyServices ? runHistory(history, *historyServices, streams) : ExitCode::failure;
 }
 
 } // namespace nimbe

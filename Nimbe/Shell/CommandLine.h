@@ -18,7 +18,10 @@ struct ExitCode {
     static constexpr int usage = 2;   // the command line is wrong
 };
 
+class ShellServices;
+
 /// Runs the verb that the arguments name; returns the process's exit code.
-[[nodiscard]] int runCommandLine(int argc, const char* const* argv, Streams streams);
+[[nodiscard]] int runCommandLine(
+    int argc, const char* const* argv, ShellServices& services, Streams streams);
 
 } // namespace nimbe

@@ -14,11 +14,10 @@
 #include "NimbeEngine/Text/SpokenCommands.h"
 #include "NimbeEngine/Text/SpokenStructure.h"
 #include "NimbeEngine/Text/TranscriptOutcome.h"
+#include "NimbeShell/Input.h"
 
 namespace nimbe {
 namespace {
-
-constexpr std::size_t largestInput = std::size_t{256} << 20;
 
 std::string classified(const std::string& text) {
     const auto outcome = TranscriptOutcome::classify(text);
@@ -90,16 +89,6 @@ int outputEnded(Streams streams) {
 
 enum class Read { text, end, tooLong, failed };
 
-/// All of the input, which may be empty.
-Read readAll(std::istream& input, std::string& text) {
-    std::array<char, 65536> buffer{};
-    while (input.read(buffer.data(), buffer.size()) || input.gcount() > 0) {
-        text.append(buffer.data(), static_cast<std::size_t>(input.gcount()));
-        if (text.size() > largestInput) return Read::tooLong;
-    }
-    return input.bad() ? Read::failed : Read::text;
-}
-
 /// The next line, without its end; in pieces, so that one without an end is
 /// refused before it fills the memory.
 Read readLine(std::istream& input, std::string& line) {
@@ -118,23 +107,10 @@ Read readLine(std::istream& input, std::string& line) {
     }
 }
 
-void dropLineEnd(std::string& text) {
-    if (text.empty() || text.back() != '\n') return;
-    text.pop_back();
-    if (!text.empty() && text.back() == '\r') text.pop_back();
-}
-
 int formatText(const FormatOptions& options, const Step& step, Streams streams) {
-    std::string text;
-    const auto read = readAll(streams.input, text);
-    if (read == Read::tooLong) return fail(streams, "The input is longer than 256 MiB.");
-    if (read == Read::failed) return fail(streams, "The input cannot be read.");
-    if (const auto replaced = text::toUtf16(text).replaced; replaced > 0)
-        streams.error << "nimbe format: The input is not UTF-8 in " << replaced
-                      << (replaced == 1 ? " place, which" : " places, which")
-                      << " became U+FFFD.\n";
-    dropLineEnd(text);
-    const auto result = step.run(text, options.preserveCase);
+    const auto text = readText(streams.input, "nimbe format", streams.error);
+    if (!text) return ExitCode::failure;
+    const auto result = step.run(*text, options.preserveCase);
     streams.output << result;
     if (!result.empty()) streams.output << "\n";
     return outputEnded(streams);

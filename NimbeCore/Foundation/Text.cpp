@@ -192,6 +192,38 @@ std::string_view trimmed(std::string_view utf8) {
     return kept.substr(static_cast<std::size_t>(begin));
 }
 
+std::string onOneLine(std::string_view utf8, std::size_t most) {
+    // Enough for the longest characters, and no more of a long text.
+    constexpr std::size_t unitsPerCharacter = 32;
+    auto all = toUtf16(trimmed(utf8)).text;
+    const bool isCut = all.size() > most * unitsPerCharacter;
+    if (isCut) all.resize(most * unitsPerCharacter);
+    std::u16string line;
+    for (const char16_t c : all) {
+        const bool isBlank = isWhiteSpace(c) || u_iscntrl(c) != 0;
+        if (!isBlank)
+            line += c;
+        else if (!line.ends_with(u' '))
+            line += u' ';
+    }
+    Characters characters(line);
+    std::size_t end = 0;
+    for (std::size_t count = 0; count < most && end < line.size(); ++count)
+        end = characters.after(end);
+    if (end == line.size() && !isCut) return toUtf8(line);
+    line.resize(end);
+    return toUtf8(line) + "…";
+}
+
+std::string padded(std::string text, std::size_t length) {
+    const auto line = toUtf16(text).text;
+    Characters characters(line);
+    std::size_t count = 0;
+    for (std::size_t end = 0; end < line.size(); ++count) end = characters.after(end);
+    if (count < length) text.append(length - count, ' ');
+    return text;
+}
+
 std::u16string folded(std::string_view utf8, const Locale& locale) {
     // Turkish and Azerbaijani have two letters i, each with both cases.
     const bool isTurkic =

@@ -48,6 +48,13 @@ void trim(std::u16string& text);
 /// Same as trimmed, for UTF-8.
 [[nodiscard]] std::string_view trimmed(std::string_view utf8);
 
+/// For a line on a terminal: at most `most` user-perceived characters, control
+/// characters and line breaks as single blanks, "…" where text was left out.
+[[nodiscard]] std::string onOneLine(std::string_view utf8, std::size_t most);
+
+/// With blanks at its end up to `length` user-perceived characters.
+[[nodiscard]] std::string padded(std::string text, std::size_t length);
+
 /// True when a word that ends before `at` goes on there or is marked there: no
 /// word boundary of a pattern (\b) stands between them.
 [[nodiscard]] bool continuesWord(std::u16string_view text, std::size_t at);

@@ -24,7 +24,8 @@ Result<std::string, KeyStoreError> LocalKeychainKeyStore::recordedPlace() {
 Result<std::optional<Bytes>, KeyStoreError> LocalKeychainKeyStore::loadKeyData() {
     const auto recorded = recordedPlace();
     if (!recorded) return failure(recorded.error());
-    if (recorded->empty()) return loadUnrecorded();
+    bool keychainAnswers = true;
+    if (recorded->empty()) return loadUnrecorded(keychainAnswers);
     return readFrom(*recorded);
 }
 
@@ -38,13 +39,15 @@ Result<std::optional<Bytes>, KeyStoreError> LocalKeychainKeyStore::readFrom(
 
 /// The settings know of no key. One may be there all the same: the process that
 /// made it ended before it was recorded, or the settings are new and the key is not.
-Result<std::optional<Bytes>, KeyStoreError> LocalKeychainKeyStore::loadUnrecorded() {
+Result<std::optional<Bytes>, KeyStoreError> LocalKeychainKeyStore::loadUnrecorded(
+    bool& keychainAnswers) {
     auto inFiles = readFrom(inFile);
     if (!inFiles) return inFiles;
     if (*inFiles) record(inFile);
     if (*inFiles) return inFiles;
     auto inKeyring = readFrom(inKeychain);
-    if (!inKeyring && inKeyring.error().kind == Kind::unreachable) return std::optional<Bytes>();
+    keychainAnswers = inKeyring || inKeyring.error().kind != Kind::unreachable;
+    if (!keychainAnswers) return std::optional<Bytes>();
     if (inKeyring && *inKeyring) record(inKeychain);
     return inKeyring;
 }
@@ -70,13 +73,14 @@ Result<Bytes, KeyStoreError> LocalKeychainKeyStore::saveKeyData(const Bytes& byt
 }
 
 Result<Bytes, KeyStoreError> LocalKeychainKeyStore::saveLocked(const Bytes& bytes) {
-    auto earlier = loadKeyData();
+    const auto recorded = recordedPlace();
+    if (!recorded) return failure(recorded.error());
+    bool keychainAnswers = true;
+    auto earlier = recorded->empty() ? loadUnrecorded(keychainAnswers) : readFrom(*recorded);
     if (!earlier) return failure(earlier.error());
     if (*earlier) return std::move(**earlier);
 
-    const auto recorded = recordedPlace();
-    if (!recorded) return failure(recorded.error());
-    const auto where = addSomewhere(*recorded, bytes);
+    const auto where = addSomewhere(keychainAnswers, *recorded, bytes);
     if (!where) return failure(where.error());
     if (!defaults.set(place, std::string(*where)))
         return failure(KeyStoreError{Kind::failed, "the key's place cannot be recorded"});
@@ -92,8 +96,9 @@ Result<Bytes, KeyStoreError> LocalKeychainKeyStore::saveLocked(const Bytes& byte
 /// A keyring that answers is used; the file is for where none does. Once recorded,
 /// the place stays.
 Result<std::string_view, KeyStoreError> LocalKeychainKeyStore::addSomewhere(
-    const std::string& recorded, const Bytes& bytes) {
-    if (recorded != inFile) {
+    bool keychainAnswers, const std::string& recorded, const Bytes& bytes) {
+    // One that has just not answered is not made to wait for again.
+    if (recorded != inFile && keychainAnswers) {
         const auto added = places.keychain.add(item, bytes);
         if (added) return inKeychain;
         const bool mayFallBack = recorded.empty() && added.error().kind == Kind::unreachable;

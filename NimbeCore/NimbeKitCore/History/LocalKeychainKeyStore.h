@@ -43,11 +43,11 @@ private:
 
     [[nodiscard]] Result<std::string, KeyStoreError> recordedPlace();
     [[nodiscard]] Result<std::optional<Bytes>, KeyStoreError> readFrom(std::string_view recorded);
-    [[nodiscard]] Result<std::optional<Bytes>, KeyStoreError> loadUnrecorded();
+    [[nodiscard]] Result<std::optional<Bytes>, KeyStoreError> loadUnrecorded(bool& keychainAnswers);
     void record(std::string_view found);
     [[nodiscard]] Result<Bytes, KeyStoreError> saveLocked(const Bytes& bytes);
     [[nodiscard]] Result<std::string_view, KeyStoreError> addSomewhere(
-        const std::string& recorded, const Bytes& bytes);
+        bool keychainAnswers, const std::string& recorded, const Bytes& bytes);
 };
 
 } // namespace nimbe

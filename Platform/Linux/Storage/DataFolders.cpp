@@ -18,7 +18,7 @@ std::optional<fs::path> folder(const DataFolders::Environment& environment, cons
 
 std::optional<DataFolders> DataFolders::find(const Environment& environment) {
     if (const auto portable = folder(environment, "NIMBE_HOME"))
-        return DataFolders{*portable / "data", *portable / "cache", *portable / "config"};
+        return DataFolders{*portable / "data", *portable / "cache", *portable / "config", true};
 
     const auto home = folder(environment, "HOME");
     const auto base = [&](const char* name, const char* below) {
@@ -29,7 +29,7 @@ std::optional<DataFolders> DataFolders::find(const Environment& environment) {
     const auto cache = base("XDG_CACHE_HOME", ".cache");
     const auto config = base("XDG_CONFIG_HOME", ".config");
     if (!data || !cache || !config) return std::nullopt;
-    return DataFolders{*data / "nimbe", *cache / "nimbe", *config};
+    return DataFolders{*data / "nimbe", *cache / "nimbe", *config, false};
 }
 
 std::optional<DataFolders> DataFolders::find() {

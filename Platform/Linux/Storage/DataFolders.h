@@ -13,6 +13,7 @@ struct DataFolders {
     std::filesystem::path data;   // settings, history, models
     std::filesystem::path cache;  // downloads; may vanish at any time
     std::filesystem::path config; // the XDG folder itself: other programs' settings
+    bool isPortable = false;      // named by NIMBE_HOME: all of it stands in one folder
 
     using Environment = std::function<std::optional<std::string>(const char* name)>;
 

@@ -1,0 +1,343 @@
+#include "NimbeShell/HistoryCommand.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <istream>
+#include <ostream>
+
+#include "Foundation/Json.h"
+#include "Foundation/Text.h"
+#include "NimbeKitCore/History/MarkdownExporter.h"
+#include "NimbeKitCore/History/NotesDayGrouping.h"
+#include "NimbeShell/HistoryText.h"
+#include "NimbeShell/Input.h"
+
+namespace nimbe {
+namespace {
+
+namespace fs = std::filesystem;
+using Verb = HistoryOptions::Verb;
+
+/// One run of a verb. Messages begin with its name.
+class HistoryCommand {
+public:
+    HistoryCommand(const HistoryOptions& options, const HistoryServices& services, Streams streams)
+        : options(options), history(services.history), services(services), streams(streams) {}
+
+    [[nodiscard]] int run();
+
+private:
+    const HistoryOptions& options;
+    DictationHistory& history;
+    const HistoryServices& services;
+    Streams streams;
+
+    [[nodiscard]] int list();
+    [[nodiscard]] int search();
+    [[nodiscard]] int show();
+    [[nodiscard]] int exportTo();
+    [[nodiscard]] int add();
+    [[nodiscard]] int trash();
+    [[nodiscard]] int empty();
+
+    /// Does it for each id until one fails; says which were done.
+    template <typename Action>
+    [[nodiscard]] int forEachId(const char* done, Action action);
+    [[nodiscard]] std::optional<UUID> deleteOne(const std::string& id);
+    [[nodiscard]] std::optional<UUID> restoreOne(const std::string& id);
+    [[nodiscard]] std::optional<UUID> eraseOne(const std::string& id);
+    [[nodiscard]] bool canRestore(const TrashedEntry& item);
+    [[nodiscard]] std::vector<TrashedEntry> trashedItems() { return history.trashed(services.now); }
+
+    /// The record that the id names, or a message that none or several do.
+    template <typename Record>
+    [[nodiscard]] const Record* find(
+        const std::vector<Record>& records, const std::string& id, const char* where);
+
+    [[nodiscard]] int fail(const std::string& message);
+    [[nodiscard]] int refuse(const std::string& message);
+    [[nodiscard]] int ended();
+    /// Says what kept the last operation from its work.
+    [[nodiscard]] bool hasProblem();
+};
+
+const UUID& idOf(const DictationEntry& entry) {
+    return entry.id;
+}
+
+const UUID& idOf(const TrashedEntry& item) {
+    return item.entry.id;
+}
+
+/// Upper case; absent for what cannot be the beginning of an id.
+std::optional<std::string> idPrefix(const std::string& text) {
+    constexpr std::size_t shortest = 4;
+    constexpr std::string_view form = "00000000-0000-0000-0000-000000000000";
+    if (text.size() < shortest || text.size() > form.size()) return std::nullopt;
+    std::string prefix;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto digit = std::string_view("0123456789abcdefABCDEF").find(text[i]);
+        if ((form[i] == '-') != (text[i] == '-')) return std::nullopt;
+        if (form[i] != '-' && digit == std::string_view::npos) return std::nullopt;
+        const bool isLower = text[i] >= 'a';
+        prefix += isLower ? static_cast<char>(text[i] - 'a' + 'A') : text[i];
+    }
+    return prefix;
+}
+
+int HistoryCommand::fail(const std::string& message) {
+    streams.output.flush();
+    streams.error << "nimbe history: " << message << "\n";
+    return ExitCode::failure;
+}
+
+int HistoryCommand::refuse(const std::string& message) {
+    (void)fail(message);
+    return ExitCode::usage;
+}
+
+int HistoryCommand::ended() {
+    if (streams.output.flush()) return ExitCode::success;
+    return fail("The output cannot be written.");
+}
+
+bool HistoryCommand::hasProblem() {
+    const auto problem = history.problem();
+    if (!problem) return false;
+    (void)fail(std::string(problem->sentence));
+    if (problem->kind == HistoryProblem::Kind::keyLocked)
+        streams.error << "Unlock it, for instance by logging in to the desktop, and try again.\n";
+    return true;
+}
+
+template <typename Record>
+const Record* HistoryCommand::find(
+    const std::vector<Record>& records, const std::string& id, const char* where) {
+    const auto prefix = idPrefix(id).value_or("");
+    const auto isNamed = [&](const Record& record) {
+        return idOf(record).text().starts_with(prefix);
+    };
+    const auto found = std::find_if(records.begin(), records.end(), isNamed);
+    if (found == records.end()) {
+        (void)fail("There is no dictation " + id + where + ".");
+        return nullptr;
+    }
+    // The same id twice in the trash is one dictation.
+    const bool isClear = std::all_of(found + 1, records.end(),
+        [&](const Record& record) { return !isNamed(record) || idOf(record) == idOf(*found); });
+    if (isClear) return &*found;
+    (void)fail("Several dictations begin with " + id + ". Give more of the id.");
+    return nullptr;
+}
+
+int HistoryCommand::run() {
+    for (const auto& id : options.ids)
+        if (!idPrefix(id))
+            return refuse("\"" + id + "\" is no id, nor at least four digits of one.");
+    switch (options.verb) {
+    case Verb::list: return list();
+    case Verb::search: return search();
+    case Verb::show: return show();
+    case Verb::exportTo: return exportTo();
+    case Verb::add: return add();
+    case Verb::deleteIds:
+        return forEachId(
+            "Moved to Recently Deleted", [this](const auto& id) { return deleteOne(id); });
+    case Verb::restore:
+        return forEachId("Restored", [this](const auto& id) { return restoreOne(id); });
+    case Verb::trash: return trash();
+    case Verb::erase:
+        return forEachId("Deleted for good", [this](const auto& id) { return eraseOne(id); });
+    case Verb::empty: return empty();
+    }
+    return ExitCode::usage;
+}
+
+int HistoryCommand::list() {
+    auto entries = history.entries();
+    if (hasProblem()) return ExitCode::failure;
+    const bool isEmpty = entries.empty();
+    if (options.limit && *options.limit < entries.size())
+        entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(*options.limit), entries.end());
+    if (options.isJson)
+        streams.output << historyText::json(entries) << "\n";
+    else if (isEmpty)
+        streams.output << "No dictations yet\nHold Option and speak. Your notes land here.\n";
+    else
+        historyText::writeSections(streams.output, entries, services.now, services.calendar);
+    return ended();
+}
+
+int HistoryCommand::search() {
+    const auto entries = history.entries();
+    if (hasProblem()) return ExitCode::failure;
+    SemanticIndex index(services.embedder);
+    const auto found = index.ranked(options.query, entries, options.limit);
+    if (options.isJson)
+        streams.output << historyText::json(found) << "\n";
+    else if (found.empty())
+        streams.output << "Nothing matches \"" << options.query << "\"\n";
+    else
+        historyText::writeRows(streams.output, found, services.now, services.calendar);
+    return ended();
+}
+
+int HistoryCommand::show() {
+    const auto entries = history.entries();
+    if (hasProblem()) return ExitCode::failure;
+    const auto* entry = find(entries, options.ids[0], "");
+    if (!entry) return ExitCode::failure;
+    if (options.isJson)
+        streams.output << historyText::json(*entry) << "\n";
+    else
+        streams.output << (options.wantsOriginal ? entry->originalText.value_or(entry->text)
+                                                 : entry->text)
+                       << "\n";
+    return ended();
+}
+
+int HistoryCommand::exportTo() {
+    const auto entries = history.entries();
+    if (hasProblem()) return ExitCode::failure;
+    const fs::path folder = options.folder;
+    const std::string shown = "\"" + options.folder + "\"";
+    std::error_code error;
+    if (!fs::exists(folder, error) && !error) {
+        // The last part alone: a slip in the rest should not make a tree of folders.
+        fs::create_directory(folder, error);
+        if (error) return fail("The folder " + shown + " cannot be made: " + error.message() + ".");
+    }
+    if (error || !fs::is_directory(folder, error)) return fail(shown + " is not a folder.");
+    for (const auto& entry : entries) {
+        const auto name = MarkdownExporter::fileName(entry);
+        error = services.files.write(folder / name, MarkdownExporter::fileBody(entry));
+        if (error)
+            return fail("\"" + name + "\" cannot be written in " + shown + ": " + error.message() +
+                        ". The files before it were.");
+    }
+    const auto count = std::to_string(entries.size());
+    if (options.isJson)
+        streams.output << "{\"exported\":" << count << "}\n";
+    else if (entries.empty())
+        streams.output << "No notes to export yet.\n";
+    else
+        streams.output << "Exported " << count << (entries.size() == 1 ? " note.\n" : " notes.\n");
+    return ended();
+}
+
+int HistoryCommand::add() {
+    auto text = readText(streams.input, "nimbe history", streams.error);
+    if (!text) return ExitCode::failure;
+    if (text::trimmed(*text).empty()) return fail("There is no text on standard input.");
+    const auto mode = dictationMode(options.mode);
+    if (!mode) return refuse("There is no mode \"" + options.mode + "\".");
+    const auto entry = history.append(std::move(*text), *mode, services.now);
+    const auto problem = history.problem();
+    // A list that could not be read was set aside; this text is stored all the same.
+    if (problem && problem->kind != HistoryProblem::Kind::listUnreadable) {
+        (void)hasProblem();
+        return fail("The text was not kept.");
+    }
+    if (options.isJson)
+        streams.output << historyText::json(entry) << "\n";
+    else
+        streams.output << entry.id.text() << "\n";
+    return ended();
+}
+
+template <typename Action>
+int HistoryCommand::forEachId(const char* done, Action action) {
+    Json::Array ids;
+    bool isDone = true;
+    for (const auto& given : options.ids) {
+        const auto id = action(given);
+        isDone = id.has_value();
+        if (!isDone) break;
+        ids.emplace_back(id->text());
+        if (!options.isJson) streams.output << done << ": " << id->text() << "\n";
+    }
+    if (options.isJson) streams.output << Json(std::move(ids)).text(Json::Layout::pretty) << "\n";
+    const int code = ended();
+    return isDone ? code : ExitCode::failure;
+}
+
+std::optional<UUID> HistoryCommand::deleteOne(const std::string& id) {
+    const auto entries = history.entries();
+    if (hasProblem()) return std::nullopt;
+    const auto* entry = find(entries, id, "");
+    if (!entry) return std::nullopt;
+    history.deleteEntry(entry->id, services.now);
+    if (hasProblem()) return std::nullopt;
+    return entry->id;
+}
+
+std::optional<UUID> HistoryCommand::restoreOne(const std::string& id) {
+    const auto items = trashedItems();
+    if (hasProblem()) return std::nullopt;
+    const auto* item = find(items, id, " in Recently Deleted");
+    if (!item || !canRestore(*item)) return std::nullopt;
+    const auto restored = history.restore(item->entry.id);
+    if (hasProblem() || !restored) return std::nullopt;
+    return restored->entry.id;
+}
+
+/// False, with a message, where taking an item out of the trash would lose it.
+bool HistoryCommand::canRestore(const TrashedEntry& item) {
+    const auto id = item.entry.id.text();
+    const auto entries = history.entries();
+    if (hasProblem()) return false;
+    if (item.wasSynced) {
+        (void)fail(id + " comes from the synced history. Restore it in the app.");
+        return false;
+    }
+    const bool isFull = entries.size() >= DictationHistory::cap;
+    if (!isFull || item.entry.timestamp >= entries.back().timestamp) return true;
+    (void)fail(id + " is older than the hundred dictations that the history keeps. Delete a newer "
+                    "one first.");
+    return false;
+}
+
+std::optional<UUID> HistoryCommand::eraseOne(const std::string& id) {
+    const auto items = trashedItems();
+    if (hasProblem()) return std::nullopt;
+    const auto* item = find(items, id, " in Recently Deleted");
+    if (!item) return std::nullopt;
+    history.erase(item->entry.id);
+    if (hasProblem()) return std::nullopt;
+    return item->entry.id;
+}
+
+int HistoryCommand::trash() {
+    const auto items = trashedItems();
+    if (hasProblem()) return ExitCode::failure;
+    if (options.isJson)
+        streams.output << historyText::json(items) << "\n";
+    else if (items.empty())
+        streams.output << "Deleted dictations stay for 30 days, then are removed for good.\n";
+    else
+        historyText::writeRows(streams.output, items, services.now, services.calendar);
+    return ended();
+}
+
+int HistoryCommand::empty() {
+    const auto count = trashedItems().size();
+    if (hasProblem()) return ExitCode::failure;
+    const auto what = std::to_string(count) + (count == 1 ? " dictation" : " dictations");
+    if (count > 0 && !options.isConfirmed)
+        return refuse("This would delete " + what + " for good. Say so with --yes.");
+    history.emptyTrash();
+    if (hasProblem()) return ExitCode::failure;
+    if (options.isJson)
+        streams.output << "{\"deleted\":" << count << "}\n";
+    else
+        streams.output << "Deleted for good: " << what << "\n";
+    return ended();
+}
+
+} // namespace
+
+int runHistory(const HistoryOptions& options, const HistoryServices& services, Streams streams) {
+    return HistoryCommand(options, services, streams).run();
+}
+
+} // namespace nimbe

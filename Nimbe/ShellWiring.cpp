@@ -1,0 +1,67 @@
+#include "ShellWiring.h"
+
+#include <optional>
+#include <ostream>
+
+#include "NimbeKitCore/History/LocalKeychainKeyStore.h"
+#include "PlatformLog/JournalLog.h"
+#include "PlatformSecrets/SecretFileStore.h"
+#include "PlatformSecrets/SecretServiceStore.h"
+#include "PlatformSecrets/UnavailableSecretStore.h"
+#include "PlatformStorage/AtomicFileWriter.h"
+#include "PlatformStorage/DataFolders.h"
+#include "PlatformStorage/SqliteUserDefaults.h"
+
+namespace nimbe {
+namespace {
+
+/// All that stands behind the history, in the order in which it leans on each other.
+struct HistoryStack {
+    explicit HistoryStack(const DataFolders& folders)
+        : log(systemLog(LogLevel::error)), defaults(folders.settingsFile(), *log),
+          files(folders.data, *log),
+          keys(LocalKeychainKeyStore::historyItem(), {keychain(folders), files}, defaults, *log),
+          history(defaults, keys, *log), services{history, embedder, writer, Calendar::user(),
+                                             Date::now()} {}
+
+    SecretStore& keychain(const DataFolders& folders) {
+        if (folders.isPortable) return noKeyring;
+        return keyring;
+    }
+
+    std::unique_ptr<LogSink> log;
+    SqliteUserDefaults defaults;
+    SecretServiceStore keyring;
+    UnavailableSecretStore noKeyring;
+    SecretFileStore files;
+    LocalKeychainKeyStore keys;
+    DictationHistory history;
+    UnavailableTextEmbedder embedder;
+    AtomicFileWriter writer;
+    HistoryServices services;
+};
+
+class LinuxShellServices final : public ShellServices {
+public:
+    const HistoryServices* history(std::ostream& error) override {
+        if (stack) return &stack->services;
+        const auto folders = DataFolders::find();
+        if (!folders) {
+            error << "nimbe: There is no place for your data: HOME is not set.\n";
+            return nullptr;
+        }
+        stack.emplace(*folders);
+        return &stack->services;
+    }
+
+private:
+    std::optional<HistoryStack> stack;
+};
+
+} // namespace
+
+std::unique_ptr<ShellServices> makeShellServices() {
+    return std::make_unique<LinuxShellServices>();
+}
+
+} // namespace nimbe
