@@ -32,4 +32,7 @@ private:
 /// The figures of the text pipeline.
 void benchmarkText();
 
+/// The figures of the history.
+void benchmarkHistory();
+
 } // namespace nimbe

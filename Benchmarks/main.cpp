@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -55,7 +56,8 @@ void Timings::run() {
 
 } // namespace nimbe
 
-int main() {
+/// All figures, or those of one area: nimbe-bench [text|history].
+int main(int count, char** arguments) {
     int argc = 2;
     // Repetitions of different work take turns, so that a busy moment of the
     // machine falls on all of them.
@@ -63,6 +65,8 @@ int main() {
     char interleave[] = "--benchmark_enable_random_interleaving=true";
     char* argv[] = {program, interleave, nullptr};
     benchmark::Initialize(&argc, argv);
-    nimbe::benchmarkText();
+    const std::string which = count > 1 ? arguments[1] : "";
+    if (which.empty() || which == "text") nimbe::benchmarkText();
+    if (which.empty() || which == "history") nimbe::benchmarkHistory();
     return 0;
 }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
 #include <memory>
 
 #include <unicode/brkiter.h>
@@ -117,6 +119,25 @@ std::u16string_view trimmedOf(std::u16string_view text, Predicate isTrimmed) {
     return text;
 }
 
+bool isAllAscii(std::string_view utf8) {
+    unsigned char all = 0; // without a branch, so that it goes by vectors
+    for (const char c : utf8) all = static_cast<unsigned char>(all | static_cast<unsigned char>(c));
+    return all < 0x80;
+}
+
+std::u16string foldedCase(std::string_view utf8, bool isTurkic) {
+    UErrorCode error = U_ZERO_ERROR;
+    const auto* composing = icu::Normalizer2::getNFCInstance(error);
+    if (U_FAILURE(error)) std::abort(); // ICU without its data
+    // Composed, so that a plain letter is not found in an accented one.
+    auto text = icu::UnicodeString::fromUTF8(
+        icu::StringPiece(utf8.data(), static_cast<int32_t>(utf8.size())));
+    text = composing->normalize(text, error);
+    text.foldCase(isTurkic ? U_FOLD_CASE_EXCLUDE_SPECIAL_I : U_FOLD_CASE_DEFAULT);
+    text = composing->normalize(text, error);
+    return {text.getBuffer(), static_cast<std::size_t>(text.length())};
+}
+
 } // namespace
 
 bool isWhiteSpace(char16_t c) {
@@ -224,21 +245,24 @@ std::string padded(std::string text, std::size_t length) {
     return text;
 }
 
-std::u16string folded(std::string_view utf8, const Locale& locale) {
+CaselessSearch::CaselessSearch(std::string_view query, const Locale& locale)
     // Turkish and Azerbaijani have two letters i, each with both cases.
-    const bool isTurkic =
-        locale.identifier.starts_with("tr") || locale.identifier.starts_with("az");
-    const uint32_t options = isTurkic ? U_FOLD_CASE_EXCLUDE_SPECIAL_I : U_FOLD_CASE_DEFAULT;
-    UErrorCode error = U_ZERO_ERROR;
-    const auto* composing = icu::Normalizer2::getNFCInstance(error);
-    if (U_FAILURE(error)) std::abort(); // ICU without its data
-    // Composed, so that a plain letter is not found in an accented one.
-    auto text = icu::UnicodeString::fromUTF8(
-        icu::StringPiece(utf8.data(), static_cast<int32_t>(utf8.size())));
-    text = composing->normalize(text, error);
-    text.foldCase(options);
-    text = composing->normalize(text, error);
-    return {text.getBuffer(), static_cast<std::size_t>(text.length())};
+    : isTurkic(locale.identifier.starts_with("tr") || locale.identifier.starts_with("az")),
+      folded(foldedCase(query, isTurkic)) {
+    const bool isAscii =
+        std::all_of(folded.begin(), folded.end(), [](char16_t c) { return c < 0x80; });
+    if (isAscii) ascii.emplace(folded.begin(), folded.end());
+}
+
+bool CaselessSearch::isFoundIn(std::string_view utf8) const {
+    if (folded.empty()) return false;
+    if (isTurkic || !isAllAscii(utf8))
+        return foldedCase(utf8, isTurkic).find(folded) != std::u16string::npos;
+    if (!ascii) return false;
+    std::string lower(utf8);
+    for (char& c : lower)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c | 0x20);
+    return ::memmem(lower.data(), lower.size(), ascii->data(), ascii->size()) != nullptr;
 }
 
 bool continuesWord(std::u16string_view text, std::size_t at) {

@@ -59,9 +59,20 @@ void trim(std::u16string& text);
 /// word boundary of a pattern (\b) stands between them.
 [[nodiscard]] bool continuesWord(std::u16string_view text, std::size_t at);
 
-/// A form in which texts that differ only in case, by the rules of the language,
-/// or in how their accents are written are equal; for finding one in another.
-[[nodiscard]] std::u16string folded(std::string_view utf8, const Locale& locale);
+/// Looks for one text in others. Texts that differ only in case, by the rules of the
+/// locale's language, or in how their accents are written are equal.
+class CaselessSearch {
+public:
+    CaselessSearch(std::string_view query, const Locale& locale);
+
+    /// An empty query is found nowhere. Linear; fastest where all is ASCII.
+    [[nodiscard]] bool isFoundIn(std::string_view utf8) const;
+
+private:
+    bool isTurkic = false;
+    std::u16string folded;
+    std::optional<std::string> ascii; // the folded query where it is ASCII
+};
 
 struct Range {
     std::size_t begin = 0;

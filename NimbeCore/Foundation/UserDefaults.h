@@ -50,7 +50,7 @@ public:
 
     /// False: not stored, the old value stays and the log says why. Text that is
     /// not UTF-8 is refused.
-    [[nodiscard]] virtual bool setValue(std::string_view key, const Value& value) = 0;
+    [[nodiscard]] virtual bool setValue(std::string_view key, Value value) = 0;
 
     /// Removing what is not there succeeds.
     [[nodiscard]] virtual bool removeValue(std::string_view key) = 0;

@@ -11,14 +11,14 @@ Result<std::optional<UserDefaults::Value>, DefaultsError> MemoryUserDefaults::va
     return std::optional<Value>(found->second);
 }
 
-bool MemoryUserDefaults::setValue(std::string_view key, const Value& value) {
+bool MemoryUserDefaults::setValue(std::string_view key, Value value) {
     const std::lock_guard lock(mutex);
     if (refusesWrites || !isStorable(value)) {
         isFailed = depth > 0;
         return false;
     }
     if (isFailed) return false;
-    values.insert_or_assign(std::string(key), value);
+    values.insert_or_assign(std::string(key), std::move(value));
     unreadable.erase(std::string(key));
     return true;
 }

@@ -15,7 +15,7 @@ public:
     std::set<std::string, std::less<>> unreadable; // keys whose bytes are damaged
 
     [[nodiscard]] Result<std::optional<Value>, DefaultsError> value(std::string_view key) override;
-    [[nodiscard]] bool setValue(std::string_view key, const Value& value) override;
+    [[nodiscard]] bool setValue(std::string_view key, Value value) override;
     [[nodiscard]] bool removeValue(std::string_view key) override;
     [[nodiscard]] bool moveValue(std::string_view key, std::string_view newKey) override;
     [[nodiscard]] bool transaction(const std::function<bool()>& body) override;

@@ -294,14 +294,14 @@ TEST_F(SqliteUserDefaultsTest, whatIsSoundInADamagedFileIsSaved) {
         auto defaults = open();
         for (int i = 0; i < 20; ++i) {
             const std::string key = "key" + std::to_string(i);
-            EXPECT_TRUE(defaults->setValue(key, std::string(3000, static_cast<char>('a' + i))));
+            EXPECT_TRUE(defaults->setValue(key, std::string(6000, static_cast<char>('a' + i))));
         }
     }
     damaged = bytes();
-    const auto middle = damaged.find(std::string(3000, 'j'));
+    const auto middle = damaged.find(std::string(6000, 'j'));
     ASSERT_NE(middle, damaged.npos);
-    const auto page = middle / 4096 * 4096;
-    damaged.replace(page, 4096, 4096, '\xA5');
+    const auto page = middle / 8192 * 8192;
+    damaged.replace(page, 8192, 8192, '\xA5');
     setBytes(damaged);
 
     auto defaults = open();
@@ -310,7 +310,7 @@ TEST_F(SqliteUserDefaultsTest, whatIsSoundInADamagedFileIsSaved) {
         const auto value = defaults->value("key" + std::to_string(i));
         ASSERT_TRUE(value);
         if (!*value) continue;
-        EXPECT_EQ(std::get<std::string>(**value), std::string(3000, static_cast<char>('a' + i)));
+        EXPECT_EQ(std::get<std::string>(**value), std::string(6000, static_cast<char>('a' + i)));
         ++saved;
     }
     EXPECT_GE(saved, 18);
@@ -367,7 +367,7 @@ TEST_F(SqliteUserDefaultsTest, whileOneProcessMendsNoOtherSeesTheValuesGone) {
         EXPECT_TRUE(defaults->set(name, std::string("kept")));
     }
     auto damaged = bytes();
-    damaged.replace(100 * 4096, 4096, 4096, '\xA5');
+    damaged.replace(50 * 8192, 8192, 8192, '\xA5');
     for (int round = 0; round < 5; ++round) {
         for (const auto& entry : fs::directory_iterator(file.parent_path()))
             fs::remove(entry.path());

@@ -12,22 +12,15 @@ namespace {
 
 using Kind = HistoryProblem::Kind;
 
-std::optional<std::vector<DictationEntry>> decoded(
-    std::string_view json, const DictationEntry* /*record*/) {
-    return historyCodec::decodeEntries(json);
-}
-
-std::optional<std::vector<TrashedEntry>> decoded(
-    std::string_view json, const TrashedEntry* /*record*/) {
-    return historyCodec::decodeTrash(json);
-}
-
 std::string_view asText(const Bytes& bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-std::span<const std::uint8_t> asBytes(const std::string& text) {
-    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+/// Entries of other stores may hold anything; what is kept here is UTF-8.
+DictationEntry mended(DictationEntry entry) {
+    entry.text = text::mended(std::move(entry.text));
+    if (entry.originalText) entry.originalText = text::mended(std::move(*entry.originalText));
+    return entry;
 }
 
 template <typename Record>
@@ -125,6 +118,16 @@ bool DictationHistory::changeSealed(const std::function<bool()>& body) {
     return ensureKey() && change(body);
 }
 
+template <>
+SealedList<DictationEntry>& DictationHistory::sealedList(std::string_view listKey) {
+    return listKey == key ? sealedEntries : sealedMirror;
+}
+
+template <>
+SealedList<TrashedEntry>& DictationHistory::sealedList(std::string_view /*listKey*/) {
+    return sealedTrash;
+}
+
 template <typename Record>
 std::optional<DictationHistory::List<Record>> DictationHistory::load(std::string_view listKey) {
     List<Record> list;
@@ -139,12 +142,9 @@ std::optional<DictationHistory::List<Record>> DictationHistory::load(std::string
     std::optional<std::vector<Record>> records;
     if (bytes) {
         if (!findKey()) return std::nullopt;
-        const auto opened =
-            cachedKey ? LocalHistoryCipher::decrypt(*bytes, *cachedKey) : std::nullopt;
-        const Record* kind = nullptr;
-        if (opened) records = decoded(asText(*opened), kind);
+        if (cachedKey) records = sealedList<Record>(listKey).open(*bytes, *cachedKey);
         // The layout of earlier versions was not sealed; the next save seals it.
-        if (!records && listKey == key) records = decoded(asText(*bytes), kind);
+        if (!records && listKey == key) records = historyCodec::decode<Record>(asText(*bytes));
     }
     list.stored = records ? Stored::readable : Stored::unreadable;
     if (records)
@@ -169,12 +169,10 @@ std::optional<DictationHistory::Trash> DictationHistory::loadTrash() {
 
 template <typename Record>
 bool DictationHistory::save(std::string_view listKey, const List<Record>& list) {
-    const auto json = historyCodec::encode(list.records);
-    if (!json) return false;
-    const auto sealed = LocalHistoryCipher::encrypt(asBytes(*json), *cachedKey);
+    auto sealed = sealedList<Record>(listKey).seal(list.records, *cachedKey);
     if (!sealed) return false;
     if (list.stored == Stored::unreadable && !setAside(listKey)) return false;
-    return defaults.setValue(listKey, *sealed);
+    return defaults.setValue(listKey, std::move(*sealed));
 }
 
 bool DictationHistory::saveEntries(Entries list) {
@@ -272,7 +270,7 @@ bool DictationHistory::discard(const UUID& id, Date now) {
 void DictationHistory::stash(DictationEntry entry, bool wasSynced, Date now) {
     const std::lock_guard guard(lock);
     lastProblem.reset();
-    changeSealed([&] { return addToTrash({entry, now, wasSynced}); });
+    changeSealed([&] { return addToTrash({mended(entry), now, wasSynced}); });
 }
 
 bool DictationHistory::addToTrash(TrashedEntry item) {
@@ -317,7 +315,7 @@ std::optional<TrashedEntry> DictationHistory::restore(const UUID& id) {
 void DictationHistory::reinstate(DictationEntry entry) {
     const std::lock_guard guard(lock);
     lastProblem.reset();
-    changeSealed([&] { return putBack(entry); });
+    changeSealed([&] { return putBack(mended(entry)); });
 }
 
 bool DictationHistory::putBack(DictationEntry entry) {
@@ -361,6 +359,7 @@ void DictationHistory::projectForKeyboard(std::vector<DictationEntry> list) {
     const std::lock_guard guard(lock);
     lastProblem.reset();
     trim(list);
+    for (auto& entry : list) entry = mended(std::move(entry));
     changeSealed([&] {
         // For what stands there now: a mirror that cannot be read is set aside too.
         auto mirror = load<DictationEntry>(mirrorKey);

@@ -12,6 +12,7 @@
 #include "Foundation/UserDefaults.h"
 #include "NimbeKitCore/History/DictationEntry.h"
 #include "NimbeKitCore/History/LocalHistoryKeyStore.h"
+#include "NimbeKitCore/History/SealedList.h"
 #include "NimbeKitCore/History/SymmetricKey.h"
 
 namespace nimbe {
@@ -38,15 +39,14 @@ struct HistoryProblem {
 /// of deletions. Every list is newest first and holds at most 100.
 ///
 /// Each list is one value in the settings store: JSON (see historyCodec), sealed
-/// by LocalHistoryCipher. Nothing of it is kept here, so several processes over
-/// one store see each other's changes; an operation is one transaction of the
-/// store. Operations never fail towards the caller; problem() tells. A value that
-/// cannot be read counts as an empty list and is set aside under a key of its own
-/// before another is written in its place. While the key is locked or away, nothing
-/// is written.
+/// by LocalHistoryCipher. What is stored is read at every operation (see SealedList
+/// for what that saves), so several processes over one store see each other's changes; an operation
+/// is one transaction of the store. Operations never fail towards the caller; problem() tells. A
+/// value that cannot be read counts as an empty list and is set aside under a key of its own before
+/// another is written in its place. While the key is locked or away, nothing is written.
 ///
-/// Any thread. The cost of an operation grows with the length of the lists it
-/// touches: each is read, and for a change written, whole.
+/// Any thread. The cost of a change grows with the length of the lists it touches,
+/// which are sealed and written whole.
 class DictationHistory {
 public:
     static constexpr std::string_view key = "dictation.history";
@@ -122,8 +122,11 @@ private:
     std::optional<SymmetricKey> cachedKey;
     std::optional<HistoryProblem> lastProblem;
     std::optional<HistoryProblem::Kind> loggedProblem; // not again until it changes
-    std::vector<DictationEntry> waiting;               // not stored yet, newest first
-    bool savedEntries = false;                         // in the running transaction
+    SealedList<DictationEntry> sealedEntries;
+    SealedList<DictationEntry> sealedMirror;
+    SealedList<TrashedEntry> sealedTrash;
+    std::vector<DictationEntry> waiting; // not stored yet, newest first
+    bool savedEntries = false;           // in the running transaction
 
     // All of these are called with the lock held.
     void fail(HistoryProblem::Kind kind, std::string_view sentence);
@@ -134,6 +137,8 @@ private:
     bool change(const std::function<bool()>& body);
     bool changeSealed(const std::function<bool()>& body);
 
+    template <typename Record>
+    [[nodiscard]] SealedList<Record>& sealedList(std::string_view listKey);
     /// Absent when a stored list cannot be looked at now.
     template <typename Record>
     [[nodiscard]] std::optional<List<Record>> load(std::string_view listKey);

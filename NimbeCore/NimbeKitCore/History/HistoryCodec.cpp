@@ -30,25 +30,13 @@ std::optional<Json> encoded(const TrashedEntry& item) {
     return Json(std::move(object));
 }
 
-template <typename Record>
-std::optional<std::string> encodedList(const std::vector<Record>& records) {
-    Json::Array array;
-    array.reserve(records.size());
-    for (const auto& record : records) {
-        auto json = encoded(record);
-        if (!json) return std::nullopt;
-        array.push_back(std::move(*json));
-    }
-    return Json(std::move(array)).text();
-}
-
 std::optional<Date> decodedDate(const Json* json) {
     const auto seconds = json ? json->asDouble() : std::nullopt;
     if (!seconds || !std::isfinite(*seconds)) return std::nullopt;
     return Date{*seconds};
 }
 
-bool decode(const Json& json, DictationEntry& entry) {
+bool read(const Json& json, DictationEntry& entry) {
     const Json* id = json.member("id");
     const Json* text = json.member("text");
     const Json* mode = json.member("mode");
@@ -65,14 +53,14 @@ bool decode(const Json& json, DictationEntry& entry) {
     return entry.originalText.has_value();
 }
 
-bool decode(const Json& json, TrashedEntry& item) {
+bool read(const Json& json, TrashedEntry& item) {
     const Json* entry = json.member("entry");
     const Json* synced = json.member("wasSynced");
     const auto deletedAt = decodedDate(json.member("deletedAt"));
     if (!entry || !synced || !synced->asBool() || !deletedAt) return false;
     item.deletedAt = *deletedAt;
     item.wasSynced = *synced->asBool();
-    return decode(*entry, item.entry);
+    return read(*entry, item.entry);
 }
 
 template <typename Record>
@@ -82,7 +70,7 @@ std::optional<std::vector<Record>> decodedList(std::string_view text) {
     if (!array) return std::nullopt;
     std::vector<Record> records(array->size());
     for (std::size_t i = 0; i < records.size(); ++i)
-        if (!decode((*array)[i], records[i])) return std::nullopt;
+        if (!read((*array)[i], records[i])) return std::nullopt;
     return records;
 }
 
@@ -90,19 +78,23 @@ std::optional<std::vector<Record>> decodedList(std::string_view text) {
 
 namespace historyCodec {
 
-std::optional<std::string> encode(const std::vector<DictationEntry>& entries) {
-    return encodedList(entries);
+std::optional<std::string> encode(const DictationEntry& entry) {
+    const auto json = encoded(entry);
+    return json ? std::optional(json->text()) : std::nullopt;
 }
 
-std::optional<std::string> encode(const std::vector<TrashedEntry>& items) {
-    return encodedList(items);
+std::optional<std::string> encode(const TrashedEntry& item) {
+    const auto json = encoded(item);
+    return json ? std::optional(json->text()) : std::nullopt;
 }
 
-std::optional<std::vector<DictationEntry>> decodeEntries(std::string_view json) {
+template <>
+std::optional<std::vector<DictationEntry>> decode(std::string_view json) {
     return decodedList<DictationEntry>(json);
 }
 
-std::optional<std::vector<TrashedEntry>> decodeTrash(std::string_view json) {
+template <>
+std::optional<std::vector<TrashedEntry>> decode(std::string_view json) {
     return decodedList<TrashedEntry>(json);
 }
 

@@ -18,13 +18,14 @@ namespace nimbe {
 /// record that cannot be read fails the whole list. Linear in the length.
 namespace historyCodec {
 
-/// Absent when a date is not a finite number. Text that is not UTF-8 is mended:
-/// an ill-formed sequence becomes U+FFFD.
-[[nodiscard]] std::optional<std::string> encode(const std::vector<DictationEntry>& entries);
-[[nodiscard]] std::optional<std::string> encode(const std::vector<TrashedEntry>& items);
+/// One record, as it stands in the array. Absent when a date is not a finite number.
+/// Text that is not UTF-8 is mended: an ill-formed sequence becomes U+FFFD.
+[[nodiscard]] std::optional<std::string> encode(const DictationEntry& entry);
+[[nodiscard]] std::optional<std::string> encode(const TrashedEntry& item);
 
-[[nodiscard]] std::optional<std::vector<DictationEntry>> decodeEntries(std::string_view json);
-[[nodiscard]] std::optional<std::vector<TrashedEntry>> decodeTrash(std::string_view json);
+/// A whole array: of DictationEntry or TrashedEntry.
+template <typename Record>
+[[nodiscard]] std::optional<std::vector<Record>> decode(std::string_view json);
 
 } // namespace historyCodec
 } // namespace nimbe

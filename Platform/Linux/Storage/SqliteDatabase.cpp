@@ -44,11 +44,10 @@ void SqliteStatement::bind(int position, std::int64_t number) {
     sqlite3_bind_int64(statement.get(), position, number);
 }
 
-void SqliteStatement::bind(int position, const Bytes& bytes) {
+void SqliteStatement::bindBytes(int position, std::string_view bytes) {
     // A null pointer would bind NULL: no bytes are still a value.
-    static constexpr std::uint8_t nothing = 0;
-    const void* data = bytes.empty() ? &nothing : bytes.data();
-    sqlite3_bind_blob64(statement.get(), position, data, bytes.size(), SQLITE_TRANSIENT);
+    const char* data = bytes.empty() ? "" : bytes.data();
+    sqlite3_bind_blob64(statement.get(), position, data, bytes.size(), SQLITE_STATIC);
 }
 
 SqliteCode SqliteStatement::step() {

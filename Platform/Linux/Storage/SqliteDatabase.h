@@ -33,7 +33,7 @@ public:
 
     void bind(int position, std::string_view text);
     void bind(int position, std::int64_t number);
-    void bind(int position, const Bytes& bytes);
+    void bindBytes(int position, std::string_view bytes); // lent until the next reset
 
     /// Row or done; a failed preparation fails here.
     [[nodiscard]] SqliteCode step();

@@ -26,8 +26,8 @@ Result<std::optional<UserDefaults::Value>, DefaultsError> SqliteUserDefaults::va
     return stored;
 }
 
-bool SqliteUserDefaults::setValue(std::string_view key, const Value& value) {
-    return write(key, value);
+bool SqliteUserDefaults::setValue(std::string_view key, Value value) {
+    return write(key, std::move(value));
 }
 
 bool SqliteUserDefaults::removeValue(std::string_view key) {
@@ -112,19 +112,26 @@ bool SqliteUserDefaults::finish(bool keep) {
 
 void SqliteUserDefaults::remember(
     std::string_view key, std::optional<Value> value, std::int64_t version) {
-    keepForRollback(key);
-    memory.insert_or_assign(std::string(key), Seen{std::move(value), version});
+    auto known = memory.find(key);
+    keepForRollback(key, known);
+    Seen seen{std::move(value), version};
+    if (known == memory.end())
+        memory.emplace(key, std::move(seen));
+    else
+        known->second = std::move(seen);
 }
 
 void SqliteUserDefaults::forget(std::string_view key) {
-    keepForRollback(key);
-    if (const auto known = memory.find(key); known != memory.end()) memory.erase(known);
+    const auto known = memory.find(key);
+    keepForRollback(key, known);
+    if (known != memory.end()) memory.erase(known);
 }
 
-void SqliteUserDefaults::keepForRollback(std::string_view key) {
+/// Takes what is known away, for what replaces it.
+void SqliteUserDefaults::keepForRollback(std::string_view key, Memory::iterator known) {
     if (transactionDepth == 0 || before.contains(key)) return;
-    const auto known = memory.find(key);
-    before.emplace(key, known == memory.end() ? std::nullopt : std::optional<Seen>(known->second));
+    before.emplace(
+        key, known == memory.end() ? std::nullopt : std::optional<Seen>(std::move(known->second)));
 }
 
 } // namespace nimbe

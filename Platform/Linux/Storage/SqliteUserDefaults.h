@@ -21,7 +21,7 @@ public:
     SqliteUserDefaults(std::filesystem::path file, LogSink& sink);
 
     [[nodiscard]] Result<std::optional<Value>, DefaultsError> value(std::string_view key) override;
-    [[nodiscard]] bool setValue(std::string_view key, const Value& value) override;
+    [[nodiscard]] bool setValue(std::string_view key, Value value) override;
     [[nodiscard]] bool removeValue(std::string_view key) override;
     [[nodiscard]] bool moveValue(std::string_view key, std::string_view newKey) override;
     [[nodiscard]] bool transaction(const std::function<bool()>& body) override;
@@ -49,7 +49,7 @@ private:
     [[nodiscard]] bool finish(bool keep);
     void remember(std::string_view key, std::optional<Value> value, std::int64_t version);
     void forget(std::string_view key);
-    void keepForRollback(std::string_view key);
+    void keepForRollback(std::string_view key, Memory::iterator known);
 };
 
 } // namespace nimbe

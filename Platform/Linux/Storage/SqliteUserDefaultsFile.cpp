@@ -27,19 +27,36 @@ constexpr Seconds lockPatience = 5;
 /// The stored number of a value's type; part of the format.
 enum class Kind : std::int64_t { boolean = 0, string = 1, binary = 2, stringArray = 3 };
 
+/// A value's type and its bytes, which stand in the value or in this.
+struct Encoded {
+    Kind kind = Kind::boolean;
+    std::string own = {};
+    std::string_view bytes = {};
+};
+
 struct Encoder {
-    std::pair<Kind, Bytes> operator()(bool boolean) const {
-        return {Kind::boolean, {static_cast<std::uint8_t>(boolean ? 1 : 0)}};
+    Encoded& into;
+
+    void operator()(bool boolean) const { keep(Kind::boolean, std::string(1, boolean ? 1 : 0)); }
+    void operator()(const std::string& text) const {
+        into.kind = Kind::string;
+        into.bytes = text;
     }
-    std::pair<Kind, Bytes> operator()(const std::string& text) const {
-        return {Kind::string, Bytes(text.begin(), text.end())};
+    void operator()(const Bytes& bytes) const {
+        into.kind = Kind::binary;
+        into.bytes = {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
     }
-    std::pair<Kind, Bytes> operator()(const Bytes& bytes) const { return {Kind::binary, bytes}; }
-    std::pair<Kind, Bytes> operator()(const std::vector<std::string>& texts) const {
+    void operator()(const std::vector<std::string>& texts) const {
         Json::Array elements;
         for (const auto& text : texts) elements.emplace_back(text);
-        const std::string json = Json(std::move(elements)).text();
-        return {Kind::stringArray, Bytes(json.begin(), json.end())};
+        keep(Kind::stringArray, Json(std::move(elements)).text());
+    }
+
+private:
+    void keep(Kind kind, std::string bytes) const {
+        into.kind = kind;
+        into.own = std::move(bytes);
+        into.bytes = into.own;
     }
 };
 
@@ -155,11 +172,12 @@ Result<std::optional<Value>, DefaultsError> SqliteUserDefaultsFile::read(std::st
 }
 
 bool SqliteUserDefaultsFile::write(std::string_view key, const Value& value) {
-    const auto [kind, bytes] = std::visit(Encoder{}, value);
+    Encoded encoded;
+    std::visit(Encoder{encoded}, value);
     auto& upsert = opened->upsert;
     upsert.bind(1, key);
-    upsert.bind(2, static_cast<std::int64_t>(kind));
-    upsert.bind(3, bytes);
+    upsert.bind(2, static_cast<std::int64_t>(encoded.kind));
+    upsert.bindBytes(3, encoded.bytes);
     return finish(upsert, "writing");
 }
 
@@ -309,7 +327,13 @@ SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::verdict(SqliteCode code, 
 
 /// Sets the journal and makes the table of a new file.
 SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::prepareForWriting(SqliteDatabase& database) {
-    for (const char* setting : {"PRAGMA journal_mode = WAL", "PRAGMA synchronous = FULL"})
+    // The page size counts for a new file only: the history's values take tens to
+    // hundreds of kilobytes, and each page of one is a write of its own. With 4 MiB
+    // of log (512 pages) the copying back into the file is a small part of the cost.
+    // Values are kept in memory here, so SQLite need not keep many pages as well (KiB).
+    for (const char* setting :
+        {"PRAGMA page_size = 8192", "PRAGMA journal_mode = WAL", "PRAGMA synchronous = FULL",
+            "PRAGMA wal_autocheckpoint = 512", "PRAGMA cache_size = -256"})
         if (const auto code = database.execute(setting); !code.isOk())
             return verdict(code, "setting up");
 
@@ -382,7 +406,8 @@ bool SqliteUserDefaultsFile::salvageInto(const fs::path& mended) {
     auto source = SqliteDatabase::open(path);
     auto target = createPrivate(mended) ? SqliteDatabase::open(mended)
                                         : Result<SqliteDatabase, SqliteCode>(failure(SqliteCode{}));
-    if (!source || !target || !target->execute("BEGIN").isOk() || !target->execute(schema).isOk() ||
+    if (!source || !target || !target->execute("PRAGMA page_size = 8192").isOk() ||
+        !target->execute("BEGIN").isOk() || !target->execute(schema).isOk() ||
         !target->execute("PRAGMA user_version = 1").isOk()) {
         log.error("settings: a new file for the values of the damaged one cannot be made");
         return false;
@@ -399,7 +424,7 @@ bool SqliteUserDefaultsFile::salvageInto(const fs::path& mended) {
             if (!select.isInteger(1) || !decode(kind, bytes)) continue;
             insert.bind(1, select.bytes(0));
             insert.bind(2, kind);
-            insert.bind(3, Bytes(bytes.begin(), bytes.end()));
+            insert.bindBytes(3, bytes);
             const auto code = insert.step();
             insert.reset();
             if (code.isDone()) continue;
