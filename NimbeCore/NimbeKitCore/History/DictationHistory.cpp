@@ -198,7 +198,7 @@ bool DictationHistory::setAside(std::string_view listKey) {
 DictationEntry DictationHistory::append(std::string text, DictationMode mode, Date now) {
     const std::lock_guard guard(lock);
     lastProblem.reset();
-    const DictationEntry entry{UUID::random(), text::mended(std::move(text)), now, mode};
+    DictationEntry entry{UUID::random(), text::mended(std::move(text)), now, mode};
     const bool isStored = changeSealed([&] {
         auto list = loadEntries();
         if (!list) return false;

@@ -98,7 +98,8 @@ TEST_F(DictationHistoryTest, theHundredAndFirstEntryDropsTheOldest) {
 }
 
 TEST_F(DictationHistoryTest, theStoredFormIsSealedJson) {
-    const std::string text("  Zo\xC3\xAB said \"no\"\n\xE2\x80\xA8 \0 😀\\ ", 30);
+    using namespace std::string_literals;
+    const auto text = "  Zo\xC3\xAB said \"no\"\n\xE2\x80\xA8 \0 😀\\ "s;
     const auto entry = history.append(text, coding, now);
     EXPECT_EQ(history.entries(), std::vector{entry});
     EXPECT_EQ(entry.text, text);
