@@ -369,6 +369,18 @@ TEST_F(DictationHistoryTest, whatCannotBeReadIsSetAsideBeforeItIsOverwritten) {
     EXPECT_EQ(asideKeys().size(), 4U);
 }
 
+TEST_F(DictationHistoryTest, aValueOfAnySizeIsSetAside) {
+    for (const std::size_t size : {0U, 1U, 27U, 28U, 29U, 100'000'000U}) {
+        EXPECT_TRUE(defaults.setValue("dictation.history", Bytes(size, 'x')));
+        EXPECT_TRUE(history.entries().empty()) << size;
+        history.append("new", notes, now);
+        EXPECT_EQ(texts(), std::vector<std::string>{"new"}) << size;
+        ASSERT_EQ(asideKeys().size(), 1U) << size;
+        EXPECT_EQ(stored(asideKeys()[0]).size(), size);
+        EXPECT_TRUE(defaults.removeValue(asideKeys()[0]));
+    }
+}
+
 TEST_F(DictationHistoryTest, withoutItsKeyNothingIsWrittenAndNothingIsLost) {
     history.append("first", notes, now);
     const auto before = stored("dictation.history");
