@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (size < 4) return 0;
     // The input says where the blob is changed, and how.
     auto altered = *sealed;
-    const std::size_t at = (data[0] | data[1] << 8) % altered.size();
+    const std::size_t at = (data[0] * std::size_t{256} + data[1]) % altered.size();
     altered[at] = static_cast<std::uint8_t>(altered[at] ^ (data[2] == 0 ? 1 : data[2]));
     check(!LocalHistoryCipher::decrypt(altered, key), "an altered one does not");
     altered = *sealed;
