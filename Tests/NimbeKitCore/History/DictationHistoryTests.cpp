@@ -1,5 +1,6 @@
 #include <cmath>
 #include <limits>
+#include <mutex>
 #include <set>
 #include <thread>
 
@@ -27,14 +28,19 @@ public:
     std::optional<KeyStoreError::Kind> error;
 
     Result<std::optional<Bytes>, KeyStoreError> loadKeyData() override {
+        const std::lock_guard guard(lock);
         if (error) return failure(KeyStoreError{*error});
         return data;
     }
     Result<Bytes, KeyStoreError> saveKeyData(const Bytes& bytes) override {
+        const std::lock_guard guard(lock);
         if (error) return failure(KeyStoreError{*error});
         if (!data) data = bytes;
         return *data;
     }
+
+private:
+    std::mutex lock;
 };
 
 struct DictationHistoryTest : testing::Test {
