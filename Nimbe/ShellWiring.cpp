@@ -19,8 +19,8 @@ namespace {
 struct HistoryStack {
     explicit HistoryStack(const DataFolders& folders)
         : log(systemLog(LogLevel::error)), defaults(folders.settingsFile(), *log),
-          files(folders.data, *log),
-          keys(LocalKeychainKeyStore::historyItem(), {keychain(folders), files}, defaults, *log),
+          files(folders.data, *log), keys(LocalKeychainKeyStore::Purpose::history(),
+                                         {keychain(folders), files}, defaults, *log),
           history(defaults, keys, *log), services{history, embedder, writer, Calendar::user(),
                                              Date::now()} {}
 

@@ -59,6 +59,8 @@ private:
     [[nodiscard]] int ended();
     /// Says what kept the last operation from its work.
     [[nodiscard]] bool hasProblem();
+    /// The same, but a list that counts as empty stops no change.
+    [[nodiscard]] bool isStopped();
 };
 
 const UUID& idOf(const DictationEntry& entry) {
@@ -108,6 +110,10 @@ bool HistoryCommand::hasProblem() {
     if (problem->kind == HistoryProblem::Kind::keyLocked)
         streams.error << "Unlock it, for instance by logging in to the desktop, and try again.\n";
     return true;
+}
+
+bool HistoryCommand::isStopped() {
+    return hasProblem() && !history.problem()->isPartial();
 }
 
 template <typename Record>
@@ -232,12 +238,7 @@ int HistoryCommand::add() {
     const auto mode = dictationMode(options.mode);
     if (!mode) return refuse("There is no mode \"" + options.mode + "\".");
     const auto entry = history.append(std::move(*text), *mode, services.now);
-    const auto problem = history.problem();
-    // A list that could not be read was set aside; this text is stored all the same.
-    if (problem && problem->kind != HistoryProblem::Kind::listUnreadable) {
-        (void)hasProblem();
-        return fail("The text was not kept.");
-    }
+    if (isStopped()) return fail("The text was not kept.");
     if (options.isJson)
         streams.output << historyText::json(entry) << "\n";
     else
@@ -277,24 +278,30 @@ std::optional<UUID> HistoryCommand::restoreOne(const std::string& id) {
     const auto* item = find(items, id, " in Recently Deleted");
     if (!item || !canRestore(*item)) return std::nullopt;
     const auto restored = history.restore(item->entry.id);
-    if (hasProblem() || !restored) return std::nullopt;
+    if (isStopped() || !restored) return std::nullopt;
     return restored->entry.id;
 }
 
 /// False, with a message, where taking an item out of the trash would lose it.
 bool HistoryCommand::canRestore(const TrashedEntry& item) {
     const auto id = item.entry.id.text();
-    const auto entries = history.entries();
-    if (hasProblem()) return false;
     if (item.wasSynced) {
         (void)fail(id + " comes from the synced history. Restore it in the app.");
         return false;
     }
-    const bool isFull = entries.size() >= DictationHistory::cap;
-    if (!isFull || item.entry.timestamp >= entries.back().timestamp) return true;
-    (void)fail(id + " is older than the hundred dictations that the history keeps. Delete a newer "
-                    "one first.");
-    return false;
+    const auto entries = history.entries();
+    if (isStopped()) return false;
+    if (entries.size() < DictationHistory::cap) return true;
+    // It goes before the first that is not newer, and the last one goes.
+    const bool hasPlace = std::any_of(entries.begin(), entries.end(),
+        [&](const auto& entry) { return entry.timestamp <= item.entry.timestamp; });
+    if (hasPlace)
+        (void)fail("The history is full: its oldest dictation " + entries.back().id.text() +
+                   " makes room.");
+    else
+        (void)fail(id + " is older than the hundred dictations that the history keeps. Delete a "
+                        "newer one first.");
+    return hasPlace;
 }
 
 std::optional<UUID> HistoryCommand::eraseOne(const std::string& id) {

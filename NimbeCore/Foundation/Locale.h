@@ -14,6 +14,11 @@ struct Locale {
     [[nodiscard]] static Locale forTime();
     [[nodiscard]] static Locale forText();
 
+    /// "de" of "de_DE".
+    [[nodiscard]] std::string language() const {
+        return identifier.substr(0, identifier.find_first_of("_-@"));
+    }
+
     friend bool operator==(const Locale&, const Locale&) = default;
 };
 

@@ -247,7 +247,7 @@ std::string padded(std::string text, std::size_t length) {
 
 CaselessSearch::CaselessSearch(std::string_view query, const Locale& locale)
     // Turkish and Azerbaijani have two letters i, each with both cases.
-    : isTurkic(locale.identifier.starts_with("tr") || locale.identifier.starts_with("az")),
+    : isTurkic(locale.language() == "tr" || locale.language() == "az"),
       folded(foldedCase(query, isTurkic)) {
     const bool isAscii =
         std::all_of(folded.begin(), folded.end(), [](char16_t c) { return c < 0x80; });

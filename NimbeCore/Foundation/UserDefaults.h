@@ -43,8 +43,8 @@ public:
     virtual ~UserDefaults() = default;
 
     /// Absent: nothing is stored. When the store fails now but this process has
-    /// seen the key before, that last value is the answer; an error means that
-    /// something may be stored that must not be taken for absent.
+    /// seen the key before, that last value is the answer, except in a transaction;
+    /// an error means that something may be stored that must not be taken for absent.
     [[nodiscard]] virtual Result<std::optional<Value>, DefaultsError> value(
         std::string_view key) = 0;
 

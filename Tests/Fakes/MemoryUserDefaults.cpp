@@ -13,7 +13,9 @@ Result<std::optional<UserDefaults::Value>, DefaultsError> MemoryUserDefaults::va
 
 bool MemoryUserDefaults::setValue(std::string_view key, Value value) {
     const std::lock_guard lock(mutex);
-    if (refusesWrites || !isStorable(value)) {
+    const auto* bytes = std::get_if<Bytes>(&value);
+    const bool isTooLarge = bytes && largestValue && bytes->size() > *largestValue;
+    if (refusesWrites || isTooLarge || !isStorable(value)) {
         isFailed = depth > 0;
         return false;
     }
@@ -53,6 +55,7 @@ bool MemoryUserDefaults::moveValue(std::string_view key, std::string_view newKey
 bool MemoryUserDefaults::transaction(const std::function<bool()>& body) {
     const std::lock_guard lock(mutex);
     const auto before = values;
+    const auto unreadableBefore = unreadable;
     ++depth;
     const auto finish = [&](bool keep) {
         if (!keep) isFailed = true;
@@ -60,6 +63,7 @@ bool MemoryUserDefaults::transaction(const std::function<bool()>& body) {
         const bool kept = !isFailed;
         isFailed = false;
         if (!kept) values = before;
+        if (!kept) unreadable = unreadableBefore;
         return kept;
     };
     bool keep = false;

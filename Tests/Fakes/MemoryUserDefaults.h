@@ -2,6 +2,7 @@
 
 #include <map>
 #include <mutex>
+#include <optional>
 #include <set>
 
 #include "Foundation/UserDefaults.h"
@@ -12,6 +13,7 @@ namespace nimbe {
 class MemoryUserDefaults final : public UserDefaults {
 public:
     bool refusesWrites = false;                    // like a full disk
+    std::optional<std::size_t> largestValue;       // in bytes; a disk with so much room
     std::set<std::string, std::less<>> unreadable; // keys whose bytes are damaged
 
     [[nodiscard]] Result<std::optional<Value>, DefaultsError> value(std::string_view key) override;

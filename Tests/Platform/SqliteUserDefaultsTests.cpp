@@ -402,6 +402,41 @@ TEST_F(SqliteUserDefaultsTest, damageWhileRunningGivesTheLastValueSeen) {
     EXPECT_EQ(open()->get(name), "c");
 }
 
+TEST_F(SqliteUserDefaultsTest, aTransactionIsNotGivenAnOlderValue) {
+    OtherProcess process([&] {
+        auto database = SqliteDatabase::open(file);
+        return database && database->execute("UPDATE defaults SET kind = 9").isOk();
+    });
+    auto defaults = open();
+    EXPECT_TRUE(defaults->set(name, std::string("seen")));
+    EXPECT_TRUE(process.run());
+    EXPECT_EQ(defaults->get(name), "seen") << "better than nothing, to look at";
+    EXPECT_TRUE(defaults->transaction([&] {
+        const auto value = defaults->value(name.key);
+        EXPECT_FALSE(value);
+        EXPECT_TRUE(defaults->moveValue(name.key, "aside"));
+        return defaults->set(name, std::string("new"));
+    }));
+    EXPECT_EQ(open()->get(name), "new");
+    EXPECT_FALSE(open()->value("aside")) << "set aside as it was";
+}
+
+TEST_F(SqliteUserDefaultsTest, aReadOnlyViewFollowsWhatOthersWrite) {
+    const SmallDisk disk(file.parent_path(), 1024 * 1024);
+    auto writer = open();
+    EXPECT_TRUE(writer->set(name, std::string("0")));
+    const ReadOnlyView view(file.parent_path(), folder.path / "view");
+    if (!disk.isMounted || !view.isMounted)
+        GTEST_SKIP() << "this machine mounts no file system for a test";
+    SqliteUserDefaults reader(folder.path / "view" / "settings.sqlite", log);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_TRUE(writer->set(name, std::to_string(i)));
+        if (i == 2) writer.reset(); // its log goes into the file
+        EXPECT_EQ(reader.get(name), std::to_string(i));
+    }
+    EXPECT_FALSE(reader.set(name, std::string("new")));
+}
+
 TEST_F(SqliteUserDefaultsTest, aFileOfANewerVersionIsLeftAlone) {
     {
         auto defaults = open();

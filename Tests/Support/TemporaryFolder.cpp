@@ -33,4 +33,16 @@ bool SmallDisk::setReadOnly(bool isReadOnly) const {
     return ::mount("nimbe-test", path.c_str(), "tmpfs", flags, nullptr) == 0;
 }
 
+ReadOnlyView::ReadOnlyView(const std::filesystem::path& folder, std::filesystem::path at)
+    : path(std::move(at)) {
+    std::filesystem::create_directories(path);
+    isMounted =
+        ::mount(folder.c_str(), path.c_str(), nullptr, MS_BIND, nullptr) == 0 &&
+        ::mount(nullptr, path.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) == 0;
+}
+
+ReadOnlyView::~ReadOnlyView() {
+    ::umount2(path.c_str(), MNT_DETACH);
+}
+
 } // namespace nimbe

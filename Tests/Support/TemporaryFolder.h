@@ -33,4 +33,18 @@ private:
     std::filesystem::path path;
 };
 
+/// `folder` once more at `at`, where nothing can be written, while this lives.
+class ReadOnlyView {
+public:
+    ReadOnlyView(const std::filesystem::path& folder, std::filesystem::path at);
+    ~ReadOnlyView();
+    ReadOnlyView(const ReadOnlyView&) = delete;
+    ReadOnlyView& operator=(const ReadOnlyView&) = delete;
+
+    bool isMounted = false;
+
+private:
+    std::filesystem::path path;
+};
+
 } // namespace nimbe

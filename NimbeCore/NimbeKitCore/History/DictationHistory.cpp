@@ -4,17 +4,9 @@
 #include <cmath>
 
 #include "Foundation/Text.h"
-#include "NimbeKitCore/History/HistoryCodec.h"
-#include "NimbeKitCore/History/LocalHistoryCipher.h"
 
 namespace nimbe {
 namespace {
-
-using Kind = HistoryProblem::Kind;
-
-std::string_view asText(const Bytes& bytes) {
-    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
 
 /// Entries of other stores may hold anything; what is kept here is UTF-8.
 DictationEntry mended(DictationEntry entry) {
@@ -40,6 +32,13 @@ auto find(std::vector<TrashedEntry>& items, const UUID& id) {
         items.begin(), items.end(), [&](const auto& item) { return item.entry.id == id; });
 }
 
+/// The first text stays with it until an edit brings it back.
+void edit(DictationEntry& entry, const std::string& text) {
+    if (!entry.originalText) entry.originalText = entry.text;
+    if (entry.originalText == text) entry.originalText.reset();
+    entry.text = text;
+}
+
 /// How many went.
 std::size_t purge(std::vector<TrashedEntry>& items, Date now) {
     return std::erase_if(items, [&](const TrashedEntry& item) {
@@ -51,160 +50,64 @@ std::size_t purge(std::vector<TrashedEntry>& items, Date now) {
 
 DictationHistory::DictationHistory(
     UserDefaults& defaults, LocalHistoryKeyStore& keyStore, LogSink& sink)
-    : defaults(defaults), keyStore(keyStore), sink(sink), log(sink, "history") {}
+    : defaults(defaults), log(sink, "history"), vault(defaults, keyStore, sink) {}
 
 DictationHistory::DictationHistory(UserDefaults& defaults, LogSink& sink)
     : ownKeyStore(std::make_unique<InMemoryLocalHistoryKeyStore>()), defaults(defaults),
-      keyStore(*ownKeyStore), sink(sink), log(sink, "history") {}
+      log(sink, "history"), vault(defaults, *ownKeyStore, sink) {}
 
 DictationHistory::~DictationHistory() {
+    vault.begin();
+    (void)storeWaiting();
     if (!waiting.empty())
         log.error("history: entries that could not be stored are lost: %zu", waiting.size());
 }
 
 std::optional<HistoryProblem> DictationHistory::problem() const {
     const std::lock_guard guard(lock);
-    return lastProblem;
+    return vault.problem();
 }
 
-void DictationHistory::fail(Kind kind, std::string_view sentence) {
-    lastProblem = HistoryProblem{kind, sentence};
-    if (loggedProblem == kind) return;
-    loggedProblem = kind;
-    log.error("history: %s", std::string(sentence).c_str());
+/// Puts entries before all others, except those that are there.
+bool DictationHistory::storeFirst(std::vector<DictationEntry> newestFirst) {
+    return vault.changeSealed([&] {
+        auto list = vault.load(entryList);
+        if (!list) return false;
+        auto& records = list->records;
+        // A change that was reported as failed may have been kept all the same.
+        std::erase_if(newestFirst,
+            [&](const auto& entry) { return find(records, entry.id) != records.end(); });
+        records.insert(records.begin(), newestFirst.begin(), newestFirst.end());
+        return saveEntries(std::move(*list));
+    });
 }
 
-bool DictationHistory::failed(const KeyStoreError& error) {
-    const bool isLocked = error.kind == KeyStoreError::Kind::locked;
-    const auto kind = isLocked ? Kind::keyLocked : Kind::keyUnavailable;
-    if (loggedProblem != kind && !error.detail.empty())
-        log.error("history: no key: %s", error.detail.c_str());
-    fail(kind, error.message());
-    return false;
-}
-
-/// True also when it is certain that there is no key.
-bool DictationHistory::findKey() {
-    if (cachedKey) return true;
-    auto loaded = keyStore.loadKeyData();
-    if (!loaded) return failed(loaded.error());
-    if (*loaded) cachedKey.emplace(std::move(**loaded));
-    return true;
-}
-
-/// Outside of transactions: a store that is slow to answer must not hold up the
-/// other processes.
-bool DictationHistory::ensureKey() {
-    if (cachedKey) return true;
-    auto made = LocalHistoryCipher::key(keyStore, sink);
-    if (!made) return failed(made.error());
-    cachedKey.emplace(std::move(*made));
-    return true;
-}
-
-bool DictationHistory::change(const std::function<bool()>& body) {
-    savedEntries = false;
-    if (defaults.transaction(body)) {
-        if (savedEntries) waiting.clear();
-        if (!lastProblem) loggedProblem.reset();
+/// False when nothing can be stored now.
+bool DictationHistory::storeWaiting() {
+    if (waiting.empty()) return true;
+    if (storeFirst(waiting)) {
+        log.info("history: entries that had waited are stored: %zu", waiting.size());
+        waiting.clear();
         return true;
     }
-    if (!lastProblem || lastProblem->kind == Kind::listUnreadable)
-        fail(Kind::notStored, "The history could not be stored.");
-    return false;
-}
-
-bool DictationHistory::changeSealed(const std::function<bool()>& body) {
-    return ensureKey() && change(body);
-}
-
-template <>
-SealedList<DictationEntry>& DictationHistory::sealedList(std::string_view listKey) {
-    return listKey == key ? sealedEntries : sealedMirror;
-}
-
-template <>
-SealedList<TrashedEntry>& DictationHistory::sealedList(std::string_view /*listKey*/) {
-    return sealedTrash;
-}
-
-template <typename Record>
-std::optional<DictationHistory::List<Record>> DictationHistory::load(std::string_view listKey) {
-    List<Record> list;
-    const auto value = defaults.value(listKey);
-    if (!value && value.error().kind == DefaultsError::Kind::unavailable) {
-        fail(Kind::storeUnreadable, "The stored history cannot be reached.");
-        return std::nullopt;
+    if (vault.problem()->kind != HistoryProblem::Kind::notStored) return false;
+    // One that is too long for the disk must not keep the others from it.
+    for (std::size_t i = waiting.size(); waiting.size() > 1 && i > 0; --i) {
+        const auto oldest = waiting.begin() + static_cast<std::ptrdiff_t>(i - 1);
+        if (storeFirst({*oldest})) waiting.erase(oldest);
     }
-    if (value && !*value) return list;
-
-    const auto* bytes = value ? std::get_if<Bytes>(&**value) : nullptr;
-    std::optional<std::vector<Record>> records;
-    if (bytes) {
-        if (!findKey()) return std::nullopt;
-        if (cachedKey) records = sealedList<Record>(listKey).open(*bytes, *cachedKey);
-        // The layout of earlier versions was not sealed; the next save seals it.
-        if (!records && listKey == key) records = historyCodec::decode<Record>(asText(*bytes));
-    }
-    list.stored = records ? Stored::readable : Stored::unreadable;
-    if (records)
-        list.records = std::move(*records);
-    else
-        fail(Kind::listUnreadable,
-            "A stored list could not be read. It will be set aside, not overwritten.");
-    return list;
-}
-
-std::optional<DictationHistory::Entries> DictationHistory::loadEntries() {
-    auto list = load<DictationEntry>(key);
-    if (!list || waiting.empty()) return list;
-    list->records.insert(list->records.begin(), waiting.begin(), waiting.end());
-    trim(list->records);
-    return list;
-}
-
-std::optional<DictationHistory::Trash> DictationHistory::loadTrash() {
-    return load<TrashedEntry>(trashKey);
-}
-
-template <typename Record>
-bool DictationHistory::save(std::string_view listKey, const List<Record>& list) {
-    auto sealed = sealedList<Record>(listKey).seal(list.records, *cachedKey);
-    if (!sealed) return false;
-    if (list.stored == Stored::unreadable && !setAside(listKey)) return false;
-    return defaults.setValue(listKey, std::move(*sealed));
-}
-
-bool DictationHistory::saveEntries(Entries list) {
-    trim(list.records);
-    savedEntries = save(key, list);
-    return savedEntries;
-}
-
-/// The one list whose value goes when it is empty.
-bool DictationHistory::saveTrash(const Trash& list) {
-    if (!list.records.empty()) return save(trashKey, list);
-    return list.stored == Stored::unreadable ? setAside(trashKey) : defaults.removeValue(trashKey);
-}
-
-bool DictationHistory::setAside(std::string_view listKey) {
-    log.error("history: a list that could not be read is set aside");
-    std::string newKey(listKey);
-    newKey += asideSuffix;
-    newKey += UUID::random().text();
-    return defaults.moveValue(listKey, newKey);
+    return true;
 }
 
 DictationEntry DictationHistory::append(std::string text, DictationMode mode, Date now) {
     const std::lock_guard guard(lock);
-    lastProblem.reset();
+    vault.begin();
     DictationEntry entry{UUID::random(), text::mended(std::move(text)), now, mode};
-    const bool isStored = changeSealed([&] {
-        auto list = loadEntries();
-        if (!list) return false;
-        list->records.insert(list->records.begin(), entry);
-        return saveEntries(std::move(*list));
-    });
+    bool isStored = storeWaiting();
+    if (isStored) {
+        vault.begin();
+        isStored = storeFirst({entry});
+    }
     // A date that cannot be written would keep all later entries from the disk.
     if (!isStored && std::isfinite(now.sinceReference)) {
         waiting.insert(waiting.begin(), entry);
@@ -215,50 +118,59 @@ DictationEntry DictationHistory::append(std::string text, DictationMode mode, Da
 
 std::vector<DictationEntry> DictationHistory::entries() {
     const std::lock_guard guard(lock);
-    lastProblem.reset();
-    storeWaiting();
+    vault.begin();
+    (void)storeWaiting();
     return readEntries();
 }
 
-void DictationHistory::storeWaiting() {
-    if (waiting.empty()) return;
-    const bool isStored = changeSealed([&] {
-        auto list = loadEntries();
-        return list && saveEntries(std::move(*list));
-    });
-    if (isStored) log.info("history: entries that had waited are stored");
-}
-
 std::vector<DictationEntry> DictationHistory::readEntries() {
-    auto list = loadEntries();
-    return list ? std::move(list->records) : waiting;
+    auto list = vault.load(entryList);
+    if (!list) return waiting;
+    auto& records = list->records;
+    for (auto entry = waiting.rbegin(); entry != waiting.rend(); ++entry)
+        if (find(records, entry->id) == records.end()) records.insert(records.begin(), *entry);
+    trim(records);
+    return std::move(records);
 }
 
 void DictationHistory::update(const UUID& id, std::string text) {
     const std::lock_guard guard(lock);
-    lastProblem.reset();
+    vault.begin();
     text = text::mended(std::move(text));
     if (text::trimmed(text).empty()) return;
-    changeSealed([&] {
-        auto list = loadEntries();
+    (void)storeWaiting();
+    if (const auto entry = find(waiting, id); entry != waiting.end()) return edit(*entry, text);
+    vault.changeSealed([&] {
+        auto list = vault.load(entryList);
         if (!list) return false;
         const auto entry = find(list->records, id);
         if (entry == list->records.end()) return true;
-        if (!entry->originalText) entry->originalText = entry->text;
-        if (entry->originalText == text) entry->originalText.reset();
-        entry->text = text;
+        edit(*entry, text);
         return saveEntries(std::move(*list));
     });
 }
 
 void DictationHistory::deleteEntry(const UUID& id, Date now) {
     const std::lock_guard guard(lock);
-    lastProblem.reset();
-    changeSealed([&] { return discard(id, now); });
+    vault.begin();
+    (void)storeWaiting();
+    vault.changeSealed([&] { return discard(id, now); });
+}
+
+bool DictationHistory::saveEntries(Entries list) {
+    trim(list.records);
+    return vault.save(entryList, list);
+}
+
+/// The one list whose value goes when it is empty.
+bool DictationHistory::saveTrash(const Trash& list) {
+    if (!list.records.empty()) return vault.save(trashList, list);
+    if (list.stored == HistoryVault::Stored::unreadable) return vault.setAside(trashKey);
+    return defaults.removeValue(trashKey);
 }
 
 bool DictationHistory::discard(const UUID& id, Date now) {
-    auto list = loadEntries();
+    auto list = vault.load(entryList);
     if (!list) return false;
     const auto found = find(list->records, id);
     if (found == list->records.end()) return true;
@@ -269,12 +181,12 @@ bool DictationHistory::discard(const UUID& id, Date now) {
 
 void DictationHistory::stash(DictationEntry entry, bool wasSynced, Date now) {
     const std::lock_guard guard(lock);
-    lastProblem.reset();
-    changeSealed([&] { return addToTrash({mended(entry), now, wasSynced}); });
+    vault.begin();
+    vault.changeSealed([&] { return addToTrash({mended(entry), now, wasSynced}); });
 }
 
 bool DictationHistory::addToTrash(TrashedEntry item) {
-    auto trash = loadTrash();
+    auto trash = vault.load(trashList);
     if (!trash) return false;
     purge(trash->records, item.deletedAt);
     trash->records.insert(trash->records.begin(), std::move(item));
@@ -284,12 +196,12 @@ bool DictationHistory::addToTrash(TrashedEntry item) {
 
 std::vector<TrashedEntry> DictationHistory::trashed(Date now) {
     const std::lock_guard guard(lock);
-    lastProblem.reset();
-    auto seen = loadTrash();
+    vault.begin();
+    auto seen = vault.load(trashList);
     if (!seen || purge(seen->records, now) == 0) return seen ? seen->records : Trash().records;
-    changeSealed([&] {
+    vault.changeSealed([&] {
         // Again, now that nobody else can change it.
-        auto trash = loadTrash();
+        auto trash = vault.load(trashList);
         if (!trash) return false;
         return purge(trash->records, now) == 0 || saveTrash(*trash);
     });
@@ -298,10 +210,10 @@ std::vector<TrashedEntry> DictationHistory::trashed(Date now) {
 
 std::optional<TrashedEntry> DictationHistory::restore(const UUID& id) {
     const std::lock_guard guard(lock);
-    lastProblem.reset();
+    vault.begin();
     std::optional<TrashedEntry> item;
-    const bool isKept = changeSealed([&] {
-        auto trash = loadTrash();
+    const bool isKept = vault.changeSealed([&] {
+        auto trash = vault.load(trashList);
         if (!trash) return false;
         const auto found = find(trash->records, id);
         if (found == trash->records.end()) return true;
@@ -314,12 +226,12 @@ std::optional<TrashedEntry> DictationHistory::restore(const UUID& id) {
 
 void DictationHistory::reinstate(DictationEntry entry) {
     const std::lock_guard guard(lock);
-    lastProblem.reset();
-    changeSealed([&] { return putBack(mended(entry)); });
+    vault.begin();
+    vault.changeSealed([&] { return putBack(mended(entry)); });
 }
 
 bool DictationHistory::putBack(DictationEntry entry) {
-    auto list = loadEntries();
+    auto list = vault.load(entryList);
     if (!list) return false;
     auto& records = list->records;
     if (find(records, entry.id) != records.end()) return true;
@@ -331,9 +243,9 @@ bool DictationHistory::putBack(DictationEntry entry) {
 
 void DictationHistory::erase(const UUID& id) {
     const std::lock_guard guard(lock);
-    lastProblem.reset();
-    changeSealed([&] {
-        auto trash = loadTrash();
+    vault.begin();
+    vault.changeSealed([&] {
+        auto trash = vault.load(trashList);
         if (!trash) return false;
         const auto isMeant = [&](const auto& item) {
             return item.entry.id == id;
@@ -344,70 +256,80 @@ void DictationHistory::erase(const UUID& id) {
 
 void DictationHistory::emptyTrash() {
     const std::lock_guard guard(lock);
-    lastProblem.reset();
-    change([&] { return defaults.removeValue(trashKey); });
+    vault.begin();
+    vault.change([&] { return defaults.removeValue(trashKey); });
 }
 
 void DictationHistory::clear() {
     const std::lock_guard guard(lock);
-    lastProblem.reset();
-    waiting.clear();
-    change([&] { return defaults.removeValue(key); });
+    vault.begin();
+    if (vault.change([&] { return defaults.removeValue(key); })) waiting.clear();
 }
 
 void DictationHistory::projectForKeyboard(std::vector<DictationEntry> list) {
     const std::lock_guard guard(lock);
-    lastProblem.reset();
+    vault.begin();
     trim(list);
     for (auto& entry : list) entry = mended(std::move(entry));
-    changeSealed([&] {
+    vault.changeSealed([&] {
         // For what stands there now: a mirror that cannot be read is set aside too.
-        auto mirror = load<DictationEntry>(mirrorKey);
+        auto mirror = vault.load(mirrorList);
         if (!mirror) return false;
         mirror->records = std::move(list);
-        return save(mirrorKey, *mirror);
+        return vault.save(mirrorList, *mirror);
     });
 }
 
 std::vector<DictationEntry> DictationHistory::keyboardEntries() {
     const std::lock_guard guard(lock);
-    lastProblem.reset();
-    auto mirror = load<DictationEntry>(mirrorKey);
-    if (mirror && mirror->stored == Stored::readable) return std::move(mirror->records);
+    vault.begin();
+    auto mirror = vault.load(mirrorList);
+    if (mirror && mirror->stored == HistoryVault::Stored::readable)
+        return std::move(mirror->records);
     return readEntries();
 }
 
 void DictationHistory::clearKeyboardMirror() {
     const std::lock_guard guard(lock);
-    lastProblem.reset();
-    change([&] { return defaults.removeValue(mirrorKey); });
+    vault.begin();
+    vault.change([&] { return defaults.removeValue(mirrorKey); });
 }
 
 void DictationHistory::deleteFromKeyboard(const UUID& id, Date now) {
     const std::lock_guard guard(lock);
-    lastProblem.reset();
-    const Setting<std::vector<std::string>> pendingDeletes{pendingDeleteKey};
-    changeSealed([&] {
-        auto mirror = load<DictationEntry>(mirrorKey);
+    vault.begin();
+    vault.changeSealed([&] {
+        auto mirror = vault.load(mirrorList);
         if (!mirror) return false;
-        if (mirror->stored == Stored::readable) {
+        if (mirror->stored == HistoryVault::Stored::readable) {
             std::erase_if(mirror->records, [&](const auto& entry) { return entry.id == id; });
-            auto pending = defaults.get(pendingDeletes);
-            if (std::find(pending.begin(), pending.end(), id.text()) == pending.end())
-                pending.push_back(id.text());
-            if (!save(mirrorKey, *mirror) || !defaults.set(pendingDeletes, pending)) return false;
+            if (!vault.save(mirrorList, *mirror) || !queueDeletion(id)) return false;
         }
         return discard(id, now);
     });
 }
 
+bool DictationHistory::queueDeletion(const UUID& id) {
+    const auto stored = defaults.value(pendingDeleteKey);
+    if (!stored && stored.error().kind == DefaultsError::Kind::unavailable) return false;
+    std::vector<std::string> pending;
+    const auto* queue =
+        stored && *stored ? std::get_if<std::vector<std::string>>(&**stored) : nullptr;
+    if (queue) pending = *queue;
+    const bool isAbsent = stored && !*stored;
+    if (!queue && !isAbsent && !vault.setAside(pendingDeleteKey)) return false;
+    const auto text = id.text();
+    if (std::find(pending.begin(), pending.end(), text) == pending.end()) pending.push_back(text);
+    return defaults.setValue(pendingDeleteKey, std::move(pending));
+}
+
 std::vector<UUID> DictationHistory::drainKeyboardDeletions() {
     const std::lock_guard guard(lock);
-    lastProblem.reset();
+    vault.begin();
     const Setting<std::vector<std::string>> pendingDeletes{pendingDeleteKey};
     if (defaults.get(pendingDeletes).empty()) return {};
     std::vector<std::string> drained;
-    const bool isKept = change([&] {
+    const bool isKept = vault.change([&] {
         drained = defaults.get(pendingDeletes); // another process may have been first
         return drained.empty() || defaults.remove(pendingDeletes);
     });

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -11,28 +10,9 @@
 #include "Foundation/Log.h"
 #include "Foundation/UserDefaults.h"
 #include "NimbeKitCore/History/DictationEntry.h"
-#include "NimbeKitCore/History/LocalHistoryKeyStore.h"
-#include "NimbeKitCore/History/SealedList.h"
-#include "NimbeKitCore/History/SymmetricKey.h"
+#include "NimbeKitCore/History/HistoryVault.h"
 
 namespace nimbe {
-
-/// What kept the last operation of a history from doing its work.
-struct HistoryProblem {
-    enum class Kind {
-        keyLocked,       // the keyring waits to be unlocked
-        keyUnavailable,  // the key is not to be had for another reason
-        storeUnreadable, // the settings store fails
-        listUnreadable,  // a stored list is damaged or of another key: taken as empty
-        notStored        // the change could not be written; all is as before
-    };
-    Kind kind = Kind::notStored;
-    std::string_view sentence = {}; // for the user
-
-    friend bool operator==(const HistoryProblem& left, const HistoryProblem& right) {
-        return left.kind == right.kind;
-    }
-};
 
 /// The device-local record of finished dictations: the recent entries and
 /// "Recently Deleted", and for a companion keyboard a projected copy and a queue
@@ -53,9 +33,6 @@ public:
     static constexpr std::string_view trashKey = "dictation.history.trash";
     static constexpr std::string_view mirrorKey = "dictation.history.mirror";
     static constexpr std::string_view pendingDeleteKey = "dictation.history.pendingDeletes";
-    /// Follows the key of a list that was set aside; a random id follows it.
-    static constexpr std::string_view asideSuffix = ".unreadable.";
-
     static constexpr std::size_t cap = 100;
     static constexpr Seconds trashRetention = 2'592'000; // 30 days
 
@@ -71,7 +48,7 @@ public:
     [[nodiscard]] std::optional<HistoryProblem> problem() const;
 
     /// An entry that cannot be stored now is kept in memory, is among entries(),
-    /// and is stored by the next operation on the list that can.
+    /// and is stored by a later operation on the list, or when this ends.
     DictationEntry append(std::string text, DictationMode mode, Date now);
     [[nodiscard]] std::vector<DictationEntry> entries();
     /// Blank text changes nothing. The first text is kept as the original until an
@@ -104,56 +81,29 @@ public:
     [[nodiscard]] std::vector<UUID> drainKeyboardDeletions();
 
 private:
-    enum class Stored { absent, readable, unreadable };
-    template <typename Record>
-    struct List {
-        std::vector<Record> records;
-        Stored stored = Stored::absent;
-    };
-    using Entries = List<DictationEntry>;
-    using Trash = List<TrashedEntry>;
+    using Entries = HistoryVault::Loaded<DictationEntry>;
+    using Trash = HistoryVault::Loaded<TrashedEntry>;
 
     std::unique_ptr<LocalHistoryKeyStore> ownKeyStore;
     UserDefaults& defaults;
-    LocalHistoryKeyStore& keyStore;
-    LogSink& sink;
     Log log;
     mutable std::mutex lock;
-    std::optional<SymmetricKey> cachedKey;
-    std::optional<HistoryProblem> lastProblem;
-    std::optional<HistoryProblem::Kind> loggedProblem; // not again until it changes
-    SealedList<DictationEntry> sealedEntries;
-    SealedList<DictationEntry> sealedMirror;
-    SealedList<TrashedEntry> sealedTrash;
+    HistoryVault vault;
+    SealedList<DictationEntry> entryList{key, SealedList<DictationEntry>::Layout::sealedOrPlain};
+    SealedList<TrashedEntry> trashList{trashKey, SealedList<TrashedEntry>::Layout::sealed};
+    SealedList<DictationEntry> mirrorList{mirrorKey, SealedList<DictationEntry>::Layout::sealed};
     std::vector<DictationEntry> waiting; // not stored yet, newest first
-    bool savedEntries = false;           // in the running transaction
 
     // All of these are called with the lock held.
-    void fail(HistoryProblem::Kind kind, std::string_view sentence);
-    [[nodiscard]] bool failed(const KeyStoreError& error);
-    [[nodiscard]] bool findKey();
-    [[nodiscard]] bool ensureKey();
-    /// One transaction; `body` is false when something failed. Sealed: with the key.
-    bool change(const std::function<bool()>& body);
-    bool changeSealed(const std::function<bool()>& body);
-
-    template <typename Record>
-    [[nodiscard]] SealedList<Record>& sealedList(std::string_view listKey);
-    /// Absent when a stored list cannot be looked at now.
-    template <typename Record>
-    [[nodiscard]] std::optional<List<Record>> load(std::string_view listKey);
-    [[nodiscard]] std::optional<Entries> loadEntries();
-    [[nodiscard]] std::optional<Trash> loadTrash();
-    template <typename Record>
-    [[nodiscard]] bool save(std::string_view listKey, const List<Record>& list);
+    [[nodiscard]] bool storeFirst(std::vector<DictationEntry> newestFirst);
+    bool storeWaiting();
+    [[nodiscard]] std::vector<DictationEntry> readEntries();
     [[nodiscard]] bool saveEntries(Entries list);
     [[nodiscard]] bool saveTrash(const Trash& list);
-    [[nodiscard]] bool setAside(std::string_view listKey);
     [[nodiscard]] bool discard(const UUID& id, Date now);
     [[nodiscard]] bool addToTrash(TrashedEntry item);
     [[nodiscard]] bool putBack(DictationEntry entry);
-    [[nodiscard]] std::vector<DictationEntry> readEntries();
-    void storeWaiting();
+    [[nodiscard]] bool queueDeletion(const UUID& id);
 };
 
 } // namespace nimbe

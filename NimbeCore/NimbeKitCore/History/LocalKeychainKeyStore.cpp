@@ -1,14 +1,24 @@
 #include "NimbeKitCore/History/LocalKeychainKeyStore.h"
 
+#include <algorithm>
+
+#include "Foundation/Json.h"
+#include "NimbeKitCore/History/DictationHistory.h"
 #include "NimbeKitCore/History/SymmetricKey.h"
 
 namespace nimbe {
 
 using Kind = KeyStoreError::Kind;
 
+LocalKeychainKeyStore::Purpose LocalKeychainKeyStore::Purpose::history() {
+    return {{"com.nimbehq.history.key", "default"},
+        {DictationHistory::key, DictationHistory::trashKey, DictationHistory::mirrorKey}};
+}
+
 LocalKeychainKeyStore::LocalKeychainKeyStore(
-    SecretStore::Item item, Places places, UserDefaults& defaults, LogSink& sink)
-    : item(std::move(item)), places(places), defaults(defaults), log(sink, "history-crypto") {}
+    Purpose purpose, Places places, UserDefaults& defaults, LogSink& sink)
+    : purpose(std::move(purpose)), places(places), defaults(defaults), log(sink, "history-crypto") {
+}
 
 /// Empty when no key was made yet, as far as the settings know.
 Result<std::string, KeyStoreError> LocalKeychainKeyStore::recordedPlace() {
@@ -22,16 +32,16 @@ Result<std::string, KeyStoreError> LocalKeychainKeyStore::recordedPlace() {
 }
 
 Result<std::optional<Bytes>, KeyStoreError> LocalKeychainKeyStore::loadKeyData() {
-    const auto recorded = recordedPlace();
-    if (!recorded) return failure(recorded.error());
+    const auto known = recordedPlace();
+    if (!known) return failure(known.error());
     bool keychainAnswers = true;
-    if (recorded->empty()) return loadUnrecorded(keychainAnswers);
-    return readFrom(*recorded);
+    if (known->empty()) return loadUnrecorded(keychainAnswers);
+    return readFrom(*known);
 }
 
 Result<std::optional<Bytes>, KeyStoreError> LocalKeychainKeyStore::readFrom(
     std::string_view recorded) {
-    auto found = (recorded == inKeychain ? places.keychain : places.file).read(item);
+    auto found = (recorded == inKeychain ? places.keychain : places.file).read(purpose.item);
     if (found && *found && (*found)->size() != SymmetricKey::size)
         return failure(KeyStoreError{Kind::damaged, "a key of another length"});
     return found;
@@ -43,20 +53,40 @@ Result<std::optional<Bytes>, KeyStoreError> LocalKeychainKeyStore::loadUnrecorde
     bool& keychainAnswers) {
     auto inFiles = readFrom(inFile);
     if (!inFiles) return inFiles;
-    if (*inFiles) record(inFile);
-    if (*inFiles) return inFiles;
+    if (*inFiles) return recorded(inFile, std::move(**inFiles));
     auto inKeyring = readFrom(inKeychain);
     keychainAnswers = inKeyring || inKeyring.error().kind != Kind::unreachable;
-    if (!keychainAnswers) return std::optional<Bytes>();
-    if (inKeyring && *inKeyring) record(inKeychain);
+    if (inKeyring && *inKeyring) return recorded(inKeychain, std::move(**inKeyring));
+    // What is sealed already was sealed with a key that only the keyring can have.
+    if (!keychainAnswers && !hasSealed()) return std::optional<Bytes>();
     return inKeyring;
 }
 
-/// Of a key that was found: without its record a keyring that is away later would
-/// look like one that never had it.
-void LocalKeychainKeyStore::record(std::string_view found) {
-    if (!defaults.set(place, std::string(found)))
-        log.warning("local history key: its place could not be recorded");
+/// Records where a key was found: without that a keyring that is away later would
+/// look like one that never had it. The key that is then in force: another process
+/// may have made one elsewhere meanwhile.
+Result<std::optional<Bytes>, KeyStoreError> LocalKeychainKeyStore::recorded(
+    std::string_view found, Bytes key) {
+    Result<std::string, KeyStoreError> before = std::string();
+    const bool isKept = defaults.transaction([&] {
+        before = recordedPlace();
+        return before && (!before->empty() || defaults.set(place, std::string(found)));
+    });
+    if (!before) return failure(before.error());
+    if (!before->empty() && *before != found) return readFrom(*before);
+    if (!isKept) log.warning("local history key: its place could not be recorded");
+    return std::optional<Bytes>(std::move(key));
+}
+
+/// Also when that cannot be told.
+bool LocalKeychainKeyStore::hasSealed() {
+    return std::any_of(purpose.sealed.begin(), purpose.sealed.end(), [&](std::string_view key) {
+        const auto value = defaults.value(key);
+        if (!value) return true;
+        const auto* bytes = *value ? std::get_if<Bytes>(&**value) : nullptr;
+        // Earlier versions stored JSON as it was.
+        return bytes && !Json::parse({reinterpret_cast<const char*>(bytes->data()), bytes->size()});
+    });
 }
 
 Result<Bytes, KeyStoreError> LocalKeychainKeyStore::saveKeyData(const Bytes& bytes) {
@@ -73,14 +103,14 @@ Result<Bytes, KeyStoreError> LocalKeychainKeyStore::saveKeyData(const Bytes& byt
 }
 
 Result<Bytes, KeyStoreError> LocalKeychainKeyStore::saveLocked(const Bytes& bytes) {
-    const auto recorded = recordedPlace();
-    if (!recorded) return failure(recorded.error());
+    const auto known = recordedPlace();
+    if (!known) return failure(known.error());
     bool keychainAnswers = true;
-    auto earlier = recorded->empty() ? loadUnrecorded(keychainAnswers) : readFrom(*recorded);
+    auto earlier = known->empty() ? loadUnrecorded(keychainAnswers) : readFrom(*known);
     if (!earlier) return failure(earlier.error());
     if (*earlier) return std::move(**earlier);
 
-    const auto where = addSomewhere(keychainAnswers, *recorded, bytes);
+    const auto where = addSomewhere(keychainAnswers, *known, bytes);
     if (!where) return failure(where.error());
     if (!defaults.set(place, std::string(*where)))
         return failure(KeyStoreError{Kind::failed, "the key's place cannot be recorded"});
@@ -99,12 +129,12 @@ Result<std::string_view, KeyStoreError> LocalKeychainKeyStore::addSomewhere(
     bool keychainAnswers, const std::string& recorded, const Bytes& bytes) {
     // One that has just not answered is not made to wait for again.
     if (recorded != inFile && keychainAnswers) {
-        const auto added = places.keychain.add(item, bytes);
+        const auto added = places.keychain.add(purpose.item, bytes);
         if (added) return inKeychain;
         const bool mayFallBack = recorded.empty() && added.error().kind == Kind::unreachable;
         if (!mayFallBack) return failure(added.error());
     }
-    const auto added = places.file.add(item, bytes);
+    const auto added = places.file.add(purpose.item, bytes);
     if (!added) return failure(added.error());
     return inFile;
 }

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "Foundation/Log.h"
 #include "Foundation/UserDefaults.h"
@@ -27,16 +29,20 @@ public:
     static constexpr std::string_view inFile = "file";
     inline static const Setting<std::string> place{"dictation.history.keyPlace"};
 
-    static SecretStore::Item historyItem() { return {"com.nimbehq.history.key", "default"}; }
+    struct Purpose {
+        SecretStore::Item item;
+        std::vector<std::string_view> sealed; // the settings that it seals; literals
 
-    LocalKeychainKeyStore(
-        SecretStore::Item item, Places places, UserDefaults& defaults, LogSink& sink);
+        [[nodiscard]] static Purpose history();
+    };
+
+    LocalKeychainKeyStore(Purpose purpose, Places places, UserDefaults& defaults, LogSink& sink);
 
     [[nodiscard]] Result<std::optional<Bytes>, KeyStoreError> loadKeyData() override;
     [[nodiscard]] Result<Bytes, KeyStoreError> saveKeyData(const Bytes& bytes) override;
 
 private:
-    SecretStore::Item item;
+    Purpose purpose;
     Places places;
     UserDefaults& defaults;
     Log log;
@@ -44,7 +50,9 @@ private:
     [[nodiscard]] Result<std::string, KeyStoreError> recordedPlace();
     [[nodiscard]] Result<std::optional<Bytes>, KeyStoreError> readFrom(std::string_view recorded);
     [[nodiscard]] Result<std::optional<Bytes>, KeyStoreError> loadUnrecorded(bool& keychainAnswers);
-    void record(std::string_view found);
+    [[nodiscard]] Result<std::optional<Bytes>, KeyStoreError> recorded(
+        std::string_view found, Bytes key);
+    [[nodiscard]] bool hasSealed();
     [[nodiscard]] Result<Bytes, KeyStoreError> saveLocked(const Bytes& bytes);
     [[nodiscard]] Result<std::string_view, KeyStoreError> addSomewhere(
         bool keychainAnswers, const std::string& recorded, const Bytes& bytes);

@@ -5,6 +5,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "NimbeKitCore/History/HistoryCodec.h"
@@ -21,6 +22,15 @@ namespace nimbe {
 template <typename Record>
 class SealedList {
 public:
+    enum class Layout {
+        sealed,
+        sealedOrPlain // JSON that is not sealed, as earlier versions wrote it, is read too
+    };
+    SealedList(std::string_view key, Layout layout) : storedUnder(key), layout(layout) {}
+
+    /// Of the value in the settings; a literal.
+    [[nodiscard]] std::string_view key() const { return storedUnder; }
+
     /// Absent when the blob does not open with the key or holds no such list.
     [[nodiscard]] std::optional<std::vector<Record>> open(
         std::span<const std::uint8_t> blob, const SymmetricKey& key) {
@@ -66,7 +76,18 @@ public:
         return std::move(*blob);
     }
 
+    /// Absent also where only sealed lists are read.
+    [[nodiscard]] std::optional<std::vector<Record>> readPlain(
+        std::span<const std::uint8_t> json) const {
+        if (layout == Layout::sealed) return std::nullopt;
+        return historyCodec::decode<Record>(
+            {reinterpret_cast<const char*>(json.data()), json.size()});
+    }
+
 private:
+    std::string_view storedUnder;
+    Layout layout;
+
     // Its nonce and its tag: no other blob of the key has the same ones.
     using Mark =
         std::array<std::uint8_t, LocalHistoryCipher::nonceSize + LocalHistoryCipher::tagSize>;

@@ -6,7 +6,7 @@
 
 namespace nimbe {
 
-/// The bytes of a key; wiped from memory when it goes. Any length is held: what
+/// The bytes of a key; wiped from this object's memory when it goes. Any length is held: what
 /// is not 32 bytes long seals and opens nothing.
 class SymmetricKey {
 public:

@@ -93,9 +93,30 @@ private:
     [[nodiscard]] Kind kind() const {
         if (!error) return Kind::failed;
         if (g_error_matches(error, SECRET_ERROR, SECRET_ERROR_IS_LOCKED)) return Kind::locked;
-        // No bus, nobody on it by that name, or no answer in time.
-        const bool isBus = error->domain == G_IO_ERROR || error->domain == G_DBUS_ERROR;
-        return isBus ? Kind::unreachable : Kind::failed;
+        if (error->domain == G_IO_ERROR && error->code != G_IO_ERROR_DBUS_ERROR)
+            return Kind::unreachable; // no bus, or no answer in time
+        return error->domain == G_DBUS_ERROR && isAbsence(error->code) ? Kind::unreachable
+                                                                       : Kind::failed;
+    }
+
+    /// Nobody there, as against a service that answered with an error.
+    static bool isAbsence(int code) {
+        switch (code) {
+        case G_DBUS_ERROR_SERVICE_UNKNOWN:
+        case G_DBUS_ERROR_NAME_HAS_NO_OWNER:
+        case G_DBUS_ERROR_NO_REPLY:
+        case G_DBUS_ERROR_ACCESS_DENIED: // by the bus itself, in a sandbox
+        case G_DBUS_ERROR_NO_SERVER:
+        case G_DBUS_ERROR_TIMEOUT:
+        case G_DBUS_ERROR_DISCONNECTED:
+        case G_DBUS_ERROR_TIMED_OUT:
+        case G_DBUS_ERROR_SPAWN_EXEC_FAILED:
+        case G_DBUS_ERROR_SPAWN_CHILD_EXITED:
+        case G_DBUS_ERROR_SPAWN_CHILD_SIGNALED:
+        case G_DBUS_ERROR_SPAWN_FAILED:
+        case G_DBUS_ERROR_SPAWN_SERVICE_NOT_FOUND: return true;
+        default: return false;
+        }
     }
 };
 
@@ -153,8 +174,8 @@ Result<Items, KeyStoreError> search(
     if (failed.isSet()) return failed.as("searching");
 
     const auto order = [](const Object<SecretItem>& found) {
-        return std::make_tuple(secret_item_get_created(found.get()),
-            std::string_view(g_dbus_proxy_get_object_path(G_DBUS_PROXY(found.get()))));
+        const std::string_view path(g_dbus_proxy_get_object_path(G_DBUS_PROXY(found.get())));
+        return std::make_tuple(secret_item_get_created(found.get()), path.size(), path); // 9, 10
     };
     std::sort(items.begin(), items.end(),
         [&](const auto& left, const auto& right) { return order(left) < order(right); });
@@ -172,6 +193,18 @@ Result<std::optional<Bytes>, KeyStoreError> secretOf(SecretItem* item) {
     return bytes;
 }
 
+/// Null when there is none.
+Result<Object<SecretCollection>, KeyStoreError> defaultKeyring(
+    SecretService* service, GCancellable* deadline) {
+    Failure failed;
+    Object<SecretCollection> collection(secret_collection_for_alias_sync(
+        service, SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE, deadline, failed.out()));
+    if (!collection && failed.isSet()) return failed.as("default keyring");
+    if (collection && secret_collection_get_locked(collection.get()))
+        return failure(KeyStoreError{Kind::locked, "the default keyring"});
+    return collection;
+}
+
 } // namespace
 
 Result<std::optional<Bytes>, KeyStoreError> SecretServiceStore::read(const Item& item) {
@@ -180,7 +213,12 @@ Result<std::optional<Bytes>, KeyStoreError> SecretServiceStore::read(const Item&
     if (!service) return failure(service.error());
     const auto items = search(service->get(), item, deadline);
     if (!items) return failure(items.error());
-    if (items->empty()) return std::optional<Bytes>();
+    if (items->empty()) {
+        // Not every service finds items in a keyring that is locked.
+        const auto keyring = defaultKeyring(service->get(), deadline);
+        if (!keyring) return failure(keyring.error());
+        return std::optional<Bytes>();
+    }
     for (const auto& found : *items)
         if (secret_item_get_locked(found.get()))
             return failure(KeyStoreError{Kind::locked, "a locked item"});
@@ -198,19 +236,15 @@ Result<SecretStore::Added, KeyStoreError> SecretServiceStore::add(
     if (!items) return failure(items.error());
     if (!items->empty()) return Added::duplicate;
 
-    Failure noCollection;
-    const Object<SecretCollection> collection(secret_collection_for_alias_sync(service->get(),
-        SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE, deadline, noCollection.out()));
-    if (!collection && noCollection.isSet()) return noCollection.as("default keyring");
+    const auto keyring = defaultKeyring(service->get(), deadline);
+    if (!keyring) return failure(keyring.error());
     // A service that would first have to ask for a new keyring keeps nothing now.
-    if (!collection) return failure(KeyStoreError{Kind::unreachable, "no default keyring"});
-    if (secret_collection_get_locked(collection.get()))
-        return failure(KeyStoreError{Kind::locked, "the default keyring"});
+    if (!*keyring) return failure(KeyStoreError{Kind::unreachable, "no default keyring"});
 
     const Value value(secret_value_new(base64Encoded(secret).c_str(), -1, "text/plain"));
     Failure failed;
     const auto attributes = attributesOf(item);
-    const Object<SecretItem> made(secret_item_create_sync(collection.get(), &schema(),
+    const Object<SecretItem> made(secret_item_create_sync(keyring->get(), &schema(),
         attributes.get(), "Nimbe", value.get(), SECRET_ITEM_CREATE_NONE, deadline, failed.out()));
     if (!made) return failed.as("adding");
     return Added::stored;

@@ -9,7 +9,9 @@ namespace nimbe {
 /// session bus. An item carries its service and account as attributes; the secret is stored as
 /// base64 text, since some keyrings hand out bytes as text.
 ///
-/// Nothing is unlocked and no prompt is raised: what is locked is an error.
+/// Nothing is unlocked: what is locked is an error, as is a default keyring that is
+/// locked where an item is not found. Should a service ask the user before it takes
+/// an item, the answer has the time of one operation.
 class SecretServiceStore final : public SecretStore {
 public:
     /// For one operation. Then the keyring counts as unreachable.

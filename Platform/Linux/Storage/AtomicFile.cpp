@@ -1,6 +1,7 @@
 #include "PlatformStorage/AtomicFile.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
 #include <string>
 #include <sys/stat.h>
@@ -17,22 +18,55 @@ std::error_code lastError() {
     return {errno, std::generic_category()};
 }
 
-/// Closes and, until it is given up, removes the file that is being written.
+/// The file while it is being written: without a name, so that nothing is left of it
+/// when the process is killed, where the file system can do that.
 class Draft {
 public:
-    Draft(fs::path path, mode_t mode)
-        : path(std::move(path)),
-          descriptor(::open(this->path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode)) {}
+    Draft(const fs::path& folder, mode_t mode)
+        : name(folder / (".nimbe-" + UUID::random().text())),
+          descriptor(::open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, mode)) {
+        if (descriptor >= 0) return;
+        descriptor = ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+        hasName = descriptor >= 0;
+    }
     ~Draft() {
         if (descriptor < 0) return;
         ::close(descriptor);
-        ::unlink(path.c_str()); // of the name under which it was written
+        if (hasName) ::unlink(name.c_str());
     }
     Draft(const Draft&) = delete;
     Draft& operator=(const Draft&) = delete;
 
-    const fs::path path;
-    const int descriptor;
+    [[nodiscard]] int file() const { return descriptor; }
+
+    /// In place of what is there.
+    [[nodiscard]] bool replace(const fs::path& path) {
+        if (!hasName) hasName = linkTo(name);
+        if (!hasName || ::rename(name.c_str(), path.c_str()) != 0) return false;
+        hasName = false;
+        return true;
+    }
+
+    /// Unless something is there.
+    [[nodiscard]] bool keep(const fs::path& path) {
+        if (!hasName) return linkTo(path);
+        // Not every file system has links.
+        if (::renameat2(AT_FDCWD, name.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0) {
+            hasName = false;
+            return true;
+        }
+        return errno == EINVAL && ::link(name.c_str(), path.c_str()) == 0;
+    }
+
+private:
+    fs::path name;
+    int descriptor;
+    bool hasName = false;
+
+    [[nodiscard]] bool linkTo(const fs::path& path) const {
+        const auto self = "/proc/self/fd/" + std::to_string(descriptor);
+        return ::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0;
+    }
 };
 
 bool writeAll(int descriptor, std::span<const std::uint8_t> bytes) {
@@ -58,17 +92,15 @@ void syncFolder(const fs::path& folder) {
 std::error_code AtomicFile::write(
     const fs::path& path, std::span<const std::uint8_t> bytes, fs::perms mode, Existing existing) {
     const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
-    const Draft draft(folder / (".nimbe-" + UUID::random().text()), static_cast<mode_t>(mode));
-    if (draft.descriptor < 0) return lastError();
+    Draft draft(folder, static_cast<mode_t>(mode));
+    if (draft.file() < 0) return lastError();
     struct stat before {};
     if (existing == Existing::replace && ::lstat(path.c_str(), &before) == 0 &&
         S_ISREG(before.st_mode))
-        (void)::fchmod(draft.descriptor, before.st_mode & 07777);
-    if (!writeAll(draft.descriptor, bytes)) return lastError();
-    const bool isNamed = existing == Existing::replace
-                             ? ::rename(draft.path.c_str(), path.c_str()) == 0
-                             : ::link(draft.path.c_str(), path.c_str()) == 0;
-    if (!isNamed) return lastError();
+        (void)::fchmod(draft.file(), before.st_mode & 07777);
+    if (!writeAll(draft.file(), bytes)) return lastError();
+    if (!(existing == Existing::replace ? draft.replace(path) : draft.keep(path)))
+        return lastError();
     syncFolder(folder);
     return {};
 }

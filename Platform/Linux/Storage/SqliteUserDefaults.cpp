@@ -19,7 +19,8 @@ Result<std::optional<UserDefaults::Value>, DefaultsError> SqliteUserDefaults::va
         remember(key, *stored, *version);
         return stored;
     }
-    if (known != memory.end()) {
+    // What a transaction reads it may write back: there nothing else will do.
+    if (known != memory.end() && transactionDepth == 0) {
         log.warning("settings: a value could not be read, the last one seen stands in");
         return known->second.value;
     }

@@ -121,8 +121,10 @@ Result<std::int64_t, DefaultsError> SqliteUserDefaultsFile::version(Use use) {
         opened.reset();
         isSuspect = false;
     }
-    // A file opened for reading alone is read without locks: not beside writers.
-    if (opened && opened->isReadOnly && isWritable()) opened.reset();
+    // A file opened for reading alone is read without locks, as it then was. It may
+    // become writable, or be so to others, who see another mount of it.
+    if (opened && opened->isReadOnly && (isWritable() || fileState() != opened->state))
+        opened.reset();
     if (opened && opened->isReadOnly && use == Use::write) {
         log.error("settings: the folder is read-only");
         return failure(DefaultsError{unavailable});
@@ -281,7 +283,20 @@ SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::openSound() {
     return adopt(SqliteDatabase::open(path), false);
 }
 
-/// Where nothing can be written there are no writers either.
+/// Differs when the file or its log may have been written to.
+std::string SqliteUserDefaultsFile::fileState() const {
+    std::string state;
+    for (const char* suffix : {"", "-wal"}) {
+        struct stat now {};
+        if (::stat(withSuffix(path, suffix).c_str(), &now) != 0) continue;
+        for (const auto number : {static_cast<long long>(now.st_ino),
+                 static_cast<long long>(now.st_size), static_cast<long long>(now.st_mtim.tv_sec),
+                 static_cast<long long>(now.st_mtim.tv_nsec)})
+            state += std::to_string(number) + " ";
+    }
+    return state;
+}
+
 SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::openReadOnly() {
     // A process that was killed has left its last writes in a log, which is read
     // along with the file; without one SQLite must be told not to look for it.
@@ -295,6 +310,7 @@ SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::openReadOnly() {
 SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::adopt(
     Result<SqliteDatabase, SqliteCode> database, bool isReadOnly) {
     struct stat identity {};
+    std::string state = isReadOnly ? fileState() : std::string();
     if (!database) return verdict(database.error(), "opening");
     if (::stat(path.c_str(), &identity) != 0) {
         log.error("settings: the file is gone, errno=%d", errno);
@@ -313,15 +329,15 @@ SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::adopt(
     auto remove = database->prepare("DELETE FROM defaults WHERE key = ?");
     auto rename = database->prepare("UPDATE OR REPLACE defaults SET key = ?2 WHERE key = ?1");
     auto version = database->prepare("PRAGMA data_version");
-    opened.emplace(
-        Opened{std::move(*database), std::move(select), std::move(upsert), std::move(remove),
-            std::move(rename), std::move(version), identity.st_dev, identity.st_ino, isReadOnly});
+    opened.emplace(Opened{std::move(*database), std::move(select), std::move(upsert),
+        std::move(remove), std::move(rename), std::move(version), identity.st_dev, identity.st_ino,
+        isReadOnly, std::move(state)});
     ++openings;
     return Health::sound;
 }
 
 SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::verdict(SqliteCode code, const char* step) {
-    log.error("settings: %s failed: %s, errno=%d", step, code.text(), errno);
+    log.error("settings: %s failed: %s", step, code.text());
     return code.isDamage() ? Health::damaged : Health::unreachable;
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "Foundation/Log.h"
@@ -58,6 +59,7 @@ private:
         std::uint64_t device = 0; // which file the path named
         std::uint64_t inode = 0;
         bool isReadOnly = false;
+        std::string state = {}; // of a file that is read without locks
     };
     enum class Health { sound, damaged, newer, unreachable };
 
@@ -77,6 +79,7 @@ private:
     [[nodiscard]] Health check(SqliteDatabase& database);
     [[nodiscard]] Health verdict(SqliteCode code, const char* step);
     [[nodiscard]] bool isWritable() const;
+    [[nodiscard]] std::string fileState() const;
     [[nodiscard]] Health mend();
     [[nodiscard]] bool salvageInto(const std::filesystem::path& mended);
     [[nodiscard]] bool finish(SqliteStatement& statement, const char* action);

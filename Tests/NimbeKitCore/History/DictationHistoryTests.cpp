@@ -7,10 +7,12 @@
 #include <gtest/gtest.h>
 
 #include "Fakes/FakeLogSink.h"
+#include "Fakes/FakeSecretStore.h"
 #include "Fakes/MemoryUserDefaults.h"
 #include "NimbeKitCore/History/DictationHistory.h"
 #include "NimbeKitCore/History/HistoryCodec.h"
 #include "NimbeKitCore/History/LocalHistoryCipher.h"
+#include "NimbeKitCore/History/LocalKeychainKeyStore.h"
 
 namespace nimbe {
 namespace {
@@ -413,7 +415,8 @@ TEST_F(DictationHistoryTest, withoutItsKeyNothingIsWrittenAndNothingIsLost) {
 
         keys.error.reset();
         EXPECT_EQ(locked.entries().size(), 2U) << "unlocked: stored at the next look";
-        EXPECT_EQ(history.entries().front(), waiting);
+        EXPECT_EQ(history.entries().front().text, "changed");
+        EXPECT_EQ(history.entries().front().originalText, "while locked");
         EXPECT_EQ(keys.data, key);
         history.deleteEntry(waiting.id, now);
         history.emptyTrash();
@@ -444,6 +447,109 @@ TEST_F(DictationHistoryTest, aStoreThatTakesNothingKeepsTheOldAndTheNewWaits) {
     history.clear();
     EXPECT_TRUE(history.entries().empty()) << "nothing waits any more";
     EXPECT_FALSE(log.all().find("more") != std::string::npos) << "no word of what was said";
+}
+
+TEST_F(DictationHistoryTest, whatWaitsIsStoredAtTheEndAtTheLatest) {
+    {
+        DictationHistory brief(defaults, keys, log);
+        keys.error = KeyStoreError::Kind::locked;
+        brief.append("waits", notes, now);
+        keys.error.reset();
+    }
+    EXPECT_EQ(texts(), std::vector<std::string>{"waits"});
+    {
+        DictationHistory brief(defaults, keys, log);
+        defaults.refusesWrites = true;
+        brief.append("lost", notes, now);
+    }
+    EXPECT_TRUE(log.has(LogLevel::error, "could not be stored are lost: 1"));
+}
+
+TEST_F(DictationHistoryTest, whatIsTooLargeForTheStoreKeepsNothingElseFromIt) {
+    history.append("before", notes, now);
+    defaults.largestValue = 10'000;
+    history.append(std::string(20'000, 'x'), notes, now + 1);
+    EXPECT_EQ(problem(), Kind::notStored);
+    history.append("small", notes, now + 2);
+    EXPECT_EQ(problem(), std::nullopt);
+    history.append("smaller", notes, now + 3);
+    EXPECT_EQ(history.entries().size(), 4U);
+    DictationHistory other(defaults, keys, log);
+    EXPECT_EQ(other.entries().size(), 3U);
+    defaults.largestValue.reset();
+    EXPECT_EQ(history.entries().size(), 4U);
+    EXPECT_EQ(other.entries().size(), 4U) << "there is room again";
+}
+
+TEST_F(DictationHistoryTest, aClearThatFailsForgetsNothing) {
+    history.append("stored", notes, now);
+    defaults.refusesWrites = true;
+    history.append("waits", notes, now);
+    history.clear();
+    EXPECT_EQ(problem(), Kind::notStored);
+    EXPECT_EQ(texts(), (std::vector<std::string>{"waits", "stored"}));
+}
+
+TEST_F(DictationHistoryTest, aKeyThatOthersMadeAnewIsTakenUp) {
+    history.append("first key", notes, now);
+    keys.data.reset(); // deleted by hand
+    DictationHistory other(defaults, keys, log);
+    other.append("second key", notes, now + 1);
+    history.append("taken up", notes, now + 2);
+    EXPECT_EQ(problem(), std::nullopt);
+    EXPECT_EQ(texts(), (std::vector<std::string>{"taken up", "second key"}));
+    other.append("by both", notes, now + 3);
+    EXPECT_EQ(texts().size(), 3U);
+    EXPECT_EQ(asideKeys().size(), 1U) << "the first key's list, once";
+}
+
+TEST_F(DictationHistoryTest, aKeyThatIsGoneFromItsPlaceGoesBackThere) {
+    history.append("kept", notes, now);
+    const auto key = keys.data;
+    for (const bool isCleared : {false, true}) {
+        keys.data.reset();
+        if (isCleared)
+            history.clear(); // the next list is the first one
+        else
+            store("dictation.history", "damaged");
+        history.append("new", notes, now);
+        EXPECT_EQ(keys.data, key);
+        DictationHistory other(defaults, keys, log);
+        EXPECT_EQ(other.entries().size(), 1U);
+    }
+    keys.error = KeyStoreError::Kind::locked;
+    store("dictation.history", "damaged");
+    history.append("waits", notes, now);
+    EXPECT_EQ(problem(), Kind::keyLocked) << "the key of what is there cannot be asked for";
+    EXPECT_EQ(stored("dictation.history").size(), 7U);
+}
+
+TEST_F(DictationHistoryTest, settingsThatWereReplacedLearnWhereTheKeyIs) {
+    FakeSecretStore keychain;
+    FakeSecretStore file;
+    LocalKeychainKeyStore store(
+        LocalKeychainKeyStore::Purpose::history(), {keychain, file}, defaults, log);
+    DictationHistory running(defaults, store, log);
+    running.append("before", notes, now);
+    for (const auto& key : defaults.keys()) EXPECT_TRUE(defaults.removeValue(key));
+    running.append("after", notes, now);
+    keychain.error = KeyStoreError::Kind::unreachable;
+    DictationHistory later(defaults, store, log);
+    later.append("waits", notes, now);
+    ASSERT_TRUE(later.problem());
+    EXPECT_EQ(later.problem()->kind, Kind::keyUnavailable) << "no key beside the keyring's";
+    EXPECT_TRUE(file.secrets.empty());
+    keychain.error.reset();
+    EXPECT_EQ(later.entries().size(), 2U);
+}
+
+TEST_F(DictationHistoryTest, aDeletionQueueThatCannotBeReadIsSetAside) {
+    history.projectForKeyboard({entryAt(0, "x")});
+    const auto id = UUID::random();
+    EXPECT_TRUE(defaults.setValue("dictation.history.pendingDeletes", std::string("no list")));
+    history.deleteFromKeyboard(id, now);
+    EXPECT_EQ(asideKeys().size(), 1U);
+    EXPECT_EQ(history.drainKeyboardDeletions(), std::vector{id});
 }
 
 TEST_F(DictationHistoryTest, threadsAndInstancesLoseNothing) {

@@ -20,7 +20,7 @@ struct LocalKeychainKeyStoreTest : testing::Test {
     MemoryUserDefaults defaults;
     FakeLogSink log;
     LocalKeychainKeyStore store{
-        LocalKeychainKeyStore::historyItem(), {keychain, file}, defaults, log};
+        LocalKeychainKeyStore::Purpose::history(), {keychain, file}, defaults, log};
 
     [[nodiscard]] std::string place() { return defaults.get(LocalKeychainKeyStore::place); }
 };
@@ -105,6 +105,36 @@ TEST_F(LocalKeychainKeyStoreTest, aKeyWithoutARecordIsFoundAndRecorded) {
     file.secrets[name] = first;
     EXPECT_TRUE(store.loadKeyData().value() == first);
     EXPECT_EQ(place(), "file");
+}
+
+TEST_F(LocalKeychainKeyStoreTest, whatIsSealedAlreadyGetsNoNewKeyWhileTheKeyringIsAway) {
+    struct Case {
+        const char* why;
+        const char* key;
+        UserDefaults::Value value;
+        bool isKeyMade;
+    };
+    const std::string json = "[]";
+    const Case cases[] = {
+        {"a sealed list", "dictation.history", Bytes(40, 7), false},
+        {"a sealed trash", "dictation.history.trash", Bytes(40, '['), false},
+        {"JSON of an earlier version", "dictation.history", Bytes(json.begin(), json.end()), true},
+        {"no list at all", "dictation.history", json, true},
+        {"another setting", "dictation.other", Bytes(40, 7), true},
+    };
+    for (const auto& c : cases) {
+        file = {};
+        keychain.error = Kind::unreachable;
+        EXPECT_TRUE(defaults.remove(LocalKeychainKeyStore::place));
+        EXPECT_TRUE(defaults.setValue(c.key, c.value));
+        EXPECT_EQ(store.loadKeyData().has_value(), c.isKeyMade) << c.why;
+        EXPECT_EQ(store.saveKeyData(first).has_value(), c.isKeyMade) << c.why;
+        EXPECT_EQ(file.secrets.size(), c.isKeyMade ? 1U : 0U) << c.why;
+        keychain.error.reset(); // it answers, and has no key: that one is lost
+        EXPECT_TRUE(store.saveKeyData(first)) << c.why;
+        keychain = {};
+        EXPECT_TRUE(defaults.removeValue(c.key));
+    }
 }
 
 TEST_F(LocalKeychainKeyStoreTest, ofTwoWritersTheFirstWins) {

@@ -22,7 +22,7 @@ int main(int argc, char** argv) {
     SecretFileStore files(folder, log);
     SqliteUserDefaults defaults(folder / "settings.sqlite", log);
     LocalKeychainKeyStore keys(
-        LocalKeychainKeyStore::historyItem(), {noKeyring, files}, defaults, log);
+        LocalKeychainKeyStore::Purpose::history(), {noKeyring, files}, defaults, log);
     DictationHistory history(defaults, keys, log);
     for (int i = std::atoi(argv[2]); i > 0; --i) {
         const auto entry = history.append(std::string(300, 'x'), DictationMode::notes, Date::now());

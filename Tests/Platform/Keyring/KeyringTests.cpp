@@ -20,6 +20,9 @@ namespace {
 
 using Kind = KeyStoreError::Kind;
 
+const LocalKeychainKeyStore::Purpose purpose{
+    {"com.nimbehq.test", "history"}, LocalKeychainKeyStore::Purpose::history().sealed};
+
 Bytes keyOf(std::uint8_t first) {
     Bytes bytes(32);
     for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(first + i);
@@ -37,7 +40,7 @@ struct KeyringTest : testing::Test {
     SecretServiceStore keyring;
     SecretFileStore files{folder.path, log};
     SqliteUserDefaults defaults{folder.path / "settings.sqlite", log};
-    LocalKeychainKeyStore keys{{"com.nimbehq.test", "history"}, {keyring, files}, defaults, log};
+    LocalKeychainKeyStore keys{purpose, {keyring, files}, defaults, log};
 
     void SetUp() override { ASSERT_NE(keyringPid(), 0) << "not under scripts/desktop-session"; }
 };
@@ -116,8 +119,7 @@ TEST_F(KeyringTest, theHistorysKeyIsKeptInTheKeyring) {
     EXPECT_FALSE(std::filesystem::exists(folder.path / "com.nimbehq.test.history"));
 
     SqliteUserDefaults otherDefaults(folder.path / "settings.sqlite", log);
-    LocalKeychainKeyStore otherKeys(
-        {"com.nimbehq.test", "history"}, {keyring, files}, otherDefaults, log);
+    LocalKeychainKeyStore otherKeys(purpose, {keyring, files}, otherDefaults, log);
     DictationHistory other(otherDefaults, otherKeys, log);
     EXPECT_EQ(other.entries(), std::vector{entry});
 }
@@ -153,7 +155,8 @@ TEST_F(KeyringTest, aLockedKeyringIsNoMissingKey) {
     EXPECT_EQ(history.entries().size(), 2U);
 
     const SecretStore::Item fresh{"com.nimbehq.test.fresh", "default"};
-    EXPECT_FALSE(keyring.read(fresh).value()) << "nothing there, locked or not";
+    ASSERT_FALSE(keyring.read(fresh)) << "nothing is found, and may be there";
+    EXPECT_EQ(keyring.read(fresh).error().kind, Kind::locked);
     ASSERT_FALSE(keyring.add(fresh, keyOf(0)));
     EXPECT_EQ(keyring.add(fresh, keyOf(0)).error().kind, Kind::locked);
     EXPECT_TRUE(files.read({"com.nimbehq.test", "history"}).value() == std::nullopt);

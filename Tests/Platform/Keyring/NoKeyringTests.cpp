@@ -19,7 +19,8 @@ namespace nimbe {
 namespace {
 
 namespace fs = std::filesystem;
-const SecretStore::Item item = LocalKeychainKeyStore::historyItem();
+const auto purpose = LocalKeychainKeyStore::Purpose::history();
+const SecretStore::Item item = purpose.item;
 
 struct NoKeyringTest : testing::Test {
     TemporaryFolder folder;
@@ -27,7 +28,7 @@ struct NoKeyringTest : testing::Test {
     SecretServiceStore keyring;
     SecretFileStore files{folder.path, log};
     SqliteUserDefaults defaults{folder.path / "settings.sqlite", log};
-    LocalKeychainKeyStore keys{item, {keyring, files}, defaults, log};
+    LocalKeychainKeyStore keys{purpose, {keyring, files}, defaults, log};
     fs::path keyFile = folder.path / "com.nimbehq.history.key.default";
 
     void write(std::string_view text) const {
