@@ -4,7 +4,7 @@
 #include <ostream>
 
 #include "NimbeKitCore/History/LocalKeychainKeyStore.h"
-#include "PlatformLog/JournalLog.h"
+#include "NimbeShell/ShellLog.h"
 #include "PlatformSecrets/SecretFileStore.h"
 #include "PlatformSecrets/SecretServiceStore.h"
 #include "PlatformSecrets/UnavailableSecretStore.h"
@@ -17,19 +17,19 @@ namespace {
 
 /// All that stands behind the history, in the order in which it leans on each other.
 struct HistoryStack {
-    explicit HistoryStack(const DataFolders& folders)
-        : log(systemLog(LogLevel::error)), defaults(folders.settingsFile(), *log),
-          files(folders.data, *log), keys(LocalKeychainKeyStore::Purpose::history(),
-                                         {keychain(folders), files}, defaults, *log),
-          history(defaults, keys, *log), services{history, embedder, writer, Calendar::user(),
-                                             Date::now()} {}
+    HistoryStack(const DataFolders& folders, std::ostream& error)
+        : log(error), defaults(folders.settingsFile(), log), files(folders.data, log),
+          keys(
+              LocalKeychainKeyStore::Purpose::history(), {keychain(folders), files}, defaults, log),
+          history(defaults, keys, log), services{history, embedder, writer, Calendar::user(),
+                                            Date::now()} {}
 
     SecretStore& keychain(const DataFolders& folders) {
         if (folders.isPortable) return noKeyring;
         return keyring;
     }
 
-    std::unique_ptr<LogSink> log;
+    ShellLog log;
     SqliteUserDefaults defaults;
     SecretServiceStore keyring;
     UnavailableSecretStore noKeyring;
@@ -47,10 +47,10 @@ public:
         if (stack) return &stack->services;
         const auto folders = DataFolders::find();
         if (!folders) {
-            error << "nimbe: There is no place for your data: HOME is not set.\n";
+            error << "nimbe: There is no place for your data: HOME names no absolute path.\n";
             return nullptr;
         }
-        stack.emplace(*folders);
+        stack.emplace(*folders, error);
         return &stack->services;
     }
 

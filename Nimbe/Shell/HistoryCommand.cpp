@@ -56,7 +56,8 @@ private:
 
     [[nodiscard]] int fail(const std::string& message);
     [[nodiscard]] int refuse(const std::string& message);
-    [[nodiscard]] int ended();
+    /// `done`: what was done all the same when the output cannot be written.
+    [[nodiscard]] int ended(const std::string& done = "");
     /// Says what kept the last operation from its work.
     [[nodiscard]] bool hasProblem();
     /// The same, but a list that counts as empty stops no change.
@@ -98,9 +99,9 @@ int HistoryCommand::refuse(const std::string& message) {
     return ExitCode::usage;
 }
 
-int HistoryCommand::ended() {
+int HistoryCommand::ended(const std::string& done) {
     if (streams.output.flush()) return ExitCode::success;
-    return fail("The output cannot be written.");
+    return fail("The output cannot be written." + done);
 }
 
 bool HistoryCommand::hasProblem() {
@@ -109,6 +110,10 @@ bool HistoryCommand::hasProblem() {
     (void)fail(std::string(problem->sentence));
     if (problem->kind == HistoryProblem::Kind::keyLocked)
         streams.error << "Unlock it, for instance by logging in to the desktop, and try again.\n";
+    if (problem->kind == HistoryProblem::Kind::keyUnavailable)
+        streams.error
+            << "Nothing was changed. Without its key the history cannot be opened; it is in "
+               "the desktop's keyring\nor in a file beside the settings.\n";
     return true;
 }
 
@@ -189,9 +194,15 @@ int HistoryCommand::search() {
 }
 
 int HistoryCommand::show() {
-    const auto entries = history.entries();
+    auto records = history.entries();
     if (hasProblem()) return ExitCode::failure;
-    const auto* entry = find(entries, options.ids[0], "");
+    for (const auto& item : trashedItems()) {
+        const auto isThere = [&](const auto& entry) {
+            return entry.id == item.entry.id;
+        };
+        if (std::none_of(records.begin(), records.end(), isThere)) records.push_back(item.entry);
+    }
+    const auto* entry = find(records, options.ids[0], "");
     if (!entry) return ExitCode::failure;
     if (options.isJson)
         streams.output << historyText::json(*entry) << "\n";
@@ -218,8 +229,8 @@ int HistoryCommand::exportTo() {
         const auto name = MarkdownExporter::fileName(entry);
         error = services.files.write(folder / name, MarkdownExporter::fileBody(entry));
         if (error)
-            return fail("\"" + name + "\" cannot be written in " + shown + ": " + error.message() +
-                        ". The files before it were.");
+            return fail(
+                "\"" + name + "\" cannot be written in " + shown + ": " + error.message() + ".");
     }
     const auto count = std::to_string(entries.size());
     if (options.isJson)
@@ -243,7 +254,7 @@ int HistoryCommand::add() {
         streams.output << historyText::json(entry) << "\n";
     else
         streams.output << entry.id.text() << "\n";
-    return ended();
+    return ended(" The text is kept as " + entry.id.text() + ".");
 }
 
 template <typename Action>
@@ -257,8 +268,8 @@ int HistoryCommand::forEachId(const char* done, Action action) {
         ids.emplace_back(id->text());
         if (!options.isJson) streams.output << done << ": " << id->text() << "\n";
     }
-    if (options.isJson) streams.output << Json(std::move(ids)).text(Json::Layout::pretty) << "\n";
-    const int code = ended();
+    if (options.isJson) streams.output << Json(ids).text(Json::Layout::pretty) << "\n";
+    const int code = ended(ids.empty() ? "" : " The change is made.");
     return isDone ? code : ExitCode::failure;
 }
 
@@ -268,13 +279,13 @@ std::optional<UUID> HistoryCommand::deleteOne(const std::string& id) {
     const auto* entry = find(entries, id, "");
     if (!entry) return std::nullopt;
     history.deleteEntry(entry->id, services.now);
-    if (hasProblem()) return std::nullopt;
+    if (isStopped()) return std::nullopt;
     return entry->id;
 }
 
 std::optional<UUID> HistoryCommand::restoreOne(const std::string& id) {
     const auto items = trashedItems();
-    if (hasProblem()) return std::nullopt;
+    if (isStopped()) return std::nullopt;
     const auto* item = find(items, id, " in Recently Deleted");
     if (!item || !canRestore(*item)) return std::nullopt;
     const auto restored = history.restore(item->entry.id);
@@ -306,7 +317,7 @@ bool HistoryCommand::canRestore(const TrashedEntry& item) {
 
 std::optional<UUID> HistoryCommand::eraseOne(const std::string& id) {
     const auto items = trashedItems();
-    if (hasProblem()) return std::nullopt;
+    if (isStopped()) return std::nullopt;
     const auto* item = find(items, id, " in Recently Deleted");
     if (!item) return std::nullopt;
     history.erase(item->entry.id);
@@ -328,7 +339,7 @@ int HistoryCommand::trash() {
 
 int HistoryCommand::empty() {
     const auto count = trashedItems().size();
-    if (hasProblem()) return ExitCode::failure;
+    if (isStopped()) return ExitCode::failure;
     const auto what = std::to_string(count) + (count == 1 ? " dictation" : " dictations");
     if (count > 0 && !options.isConfirmed)
         return refuse("This would delete " + what + " for good. Say so with --yes.");
@@ -338,7 +349,7 @@ int HistoryCommand::empty() {
         streams.output << "{\"deleted\":" << count << "}\n";
     else
         streams.output << "Deleted for good: " << what << "\n";
-    return ended();
+    return ended(" The change is made.");
 }
 
 } // namespace

@@ -45,6 +45,12 @@ void writeRow(std::ostream& output, const DictationEntry& entry, const std::stri
            << text::onOneLine(entry.text, textLength) << "\n";
 }
 
+/// The time today, else the day; with its year when that is another one.
+std::string dayOrTime(Date date, Date now, const Calendar& calendar) {
+    if (calendar.isSameDay(date, now)) return calendar.format(date, Calendar::Style::shortTime);
+    return NotesDayGrouping::title(date, now, calendar);
+}
+
 } // namespace
 
 namespace historyText {
@@ -77,13 +83,13 @@ void writeSections(std::ostream& output, const std::vector<DictationEntry>& entr
 void writeRows(std::ostream& output, const std::vector<DictationEntry>& entries, Date now,
     const Calendar& calendar) {
     for (const auto& entry : entries)
-        writeRow(output, entry, NoteTimestamp::label(entry.timestamp, now, calendar));
+        writeRow(output, entry, dayOrTime(entry.timestamp, now, calendar));
 }
 
 void writeRows(std::ostream& output, const std::vector<TrashedEntry>& items, Date now,
     const Calendar& calendar) {
     for (const auto& item : items)
-        writeRow(output, item.entry, NoteTimestamp::label(item.deletedAt, now, calendar));
+        writeRow(output, item.entry, "deleted " + dayOrTime(item.deletedAt, now, calendar));
 }
 
 } // namespace historyText

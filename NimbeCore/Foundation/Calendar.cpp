@@ -25,6 +25,8 @@ struct Calendar::State {
     icu::Locale locale;
     std::array<std::unique_ptr<icu::DateFormat>, 3> formats; // by Style, made when needed
 
+    [[nodiscard]] static std::shared_ptr<State> create(
+        const Locale& locale, std::unique_ptr<icu::TimeZone> zone);
     [[nodiscard]] std::unique_ptr<icu::DateFormat> make(Style style) const;
     [[nodiscard]] icu::DateFormat* formatOf(Style style);
     [[nodiscard]] std::array<int, 3> fields(Date date) const;
@@ -57,23 +59,28 @@ std::array<int, 3> Calendar::State::fields(Date date) const {
         calendar->get(UCAL_DAY_OF_YEAR, error)};
 }
 
+Calendar::Calendar(std::shared_ptr<State> state) : state(std::move(state)) {}
+
 Calendar::Calendar(const Locale& locale, const std::string& timeZone)
-    : state(std::make_shared<State>()) {
-    state->locale = icu::Locale(locale.identifier.c_str());
     // For a name that it does not know ICU makes a zone like UTC.
-    const std::unique_ptr<icu::TimeZone> zone(
-        icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(timeZone)));
+    : Calendar(State::create(locale, std::unique_ptr<icu::TimeZone>(icu::TimeZone::createTimeZone(
+                                         icu::UnicodeString::fromUTF8(timeZone))))) {}
+
+Calendar Calendar::user() {
+    // The zone itself, not its name: "TZ=XXX5" has none that ICU would know again.
+    std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::detectHostTimeZone());
+    if (!zone) zone.reset(icu::TimeZone::getGMT()->clone());
+    return Calendar(State::create(Locale::forTime(), std::move(zone)));
+}
+
+std::shared_ptr<Calendar::State> Calendar::State::create(
+    const Locale& locale, std::unique_ptr<icu::TimeZone> zone) {
+    auto state = std::make_shared<State>();
+    state->locale = icu::Locale(locale.identifier.c_str());
     UErrorCode error = U_ZERO_ERROR;
     state->calendar.reset(icu::Calendar::createInstance(*zone, state->locale, error));
     if (U_FAILURE(error)) std::abort(); // memory is out, or ICU without its data
-}
-
-Calendar Calendar::user() {
-    const std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::detectHostTimeZone());
-    icu::UnicodeString id;
-    std::string name;
-    if (zone) zone->getID(id).toUTF8String(name);
-    return Calendar(Locale::forTime(), name);
+    return state;
 }
 
 bool Calendar::isSameDay(Date left, Date right) const {

@@ -35,6 +35,7 @@ public:
 
 private:
     struct State;
+    explicit Calendar(std::shared_ptr<State> state);
     std::shared_ptr<State> state;
 };
 

@@ -221,10 +221,10 @@ std::string onOneLine(std::string_view utf8, std::size_t most) {
     if (isCut) all.resize(most * unitsPerCharacter);
     std::u16string line;
     for (const char16_t c : all) {
-        const bool isBlank = isWhiteSpace(c) || u_iscntrl(c) != 0;
+        const bool isBlank = isWhiteSpace(c) || u_charType(c) == U_CONTROL_CHAR;
         if (!isBlank)
             line += c;
-        else if (!line.ends_with(u' '))
+        else if (!line.empty() && line.back() != u' ')
             line += u' ';
     }
     Characters characters(line);

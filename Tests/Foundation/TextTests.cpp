@@ -85,4 +85,24 @@ TEST(Text, capitalizesTheFirstLetterWhole) {
     }
 }
 
+TEST(Text, aLineForTheTerminalKeepsWhatIsRead) {
+    struct Case {
+        const char* text;
+        std::size_t most;
+        const char* line;
+    };
+    const Case cases[] = {
+        {" a\n\n b\tc ", 9, "a b c"},
+        {"\x1B[31mred\x07", 20, "[31mred "},
+        {"abc", 3, "abc"},
+        {"abcd", 3, "abc…"},
+        {"👩‍👩‍👧‍👦👩‍👩‍👧‍👦!", 1, "👩‍👩‍👧‍👦…"},
+        {"می‌خواهم", 20, "می‌خواهم"},
+        {"", 5, ""},
+    };
+    for (const auto& c : cases) EXPECT_EQ(text::onOneLine(c.text, c.most), c.line) << c.text;
+    EXPECT_EQ(text::padded("é", 3), "é  ");
+    EXPECT_EQ(text::padded("long", 3), "long");
+}
+
 } // namespace nimbe

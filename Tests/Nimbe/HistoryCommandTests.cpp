@@ -213,7 +213,8 @@ TEST_F(HistoryCommandTest, theKeyringsStateIsToldAndNothingIsLost) {
     ::close(bus);
 
     ::unsetenv("HOME");
-    expectFailure(run({"list"}), 1, "There is no place for your data: HOME is not set.");
+    expectFailure(
+        run({"list"}), 1, "There is no place for your data: HOME names no absolute path.");
     ::setenv("HOME", folder.path.c_str(), 1);
 }
 
@@ -223,9 +224,26 @@ TEST_F(HistoryCommandTest, aFullDiskIsNamed) {
     add("before");
     expectFailure(run({"add"}, std::string(300'000, 'x')), 1, "The history could not be stored.");
     EXPECT_EQ(json({"list"}).asArray()->size(), 1U);
+    EXPECT_NE(
+        run({"add"}, std::string(300'000, 'x')).error.find("disk is full"), std::string::npos);
     ASSERT_TRUE(disk.setReadOnly(true));
     EXPECT_EQ(json({"list"}).asArray()->size(), 1U);
     expectFailure(run({"add"}, "x"), 1, "The history could not be stored.");
+}
+
+TEST_F(HistoryCommandTest, whatIsDamagedOrGoneIsSaid) {
+    const auto id = add("x");
+    const auto settings = folder.path / "data" / "settings.sqlite";
+    std::ofstream(settings, std::ios::binary | std::ios::trunc) << std::string(9000, 'x');
+    auto process = run({"list"});
+    EXPECT_NE(process.error.find("set aside as settings.sqlite.damaged-"), std::string::npos);
+    add("y");
+    fs::remove(folder.path / "data" / "com.nimbehq.history.key.default");
+    expectFailure(run({"list"}), 1, "The key of the stored history is gone from its place.");
+    process = run({"add"}, "z");
+    EXPECT_EQ(process.exitCode, 0);
+    EXPECT_NE(process.error.find("is set aside"), std::string::npos) << process.error;
+    EXPECT_EQ(json({"list"}).asArray()->size(), 1U);
 }
 
 TEST_F(HistoryCommandTest, aClosedOutputIsAFailure) {
@@ -233,6 +251,9 @@ TEST_F(HistoryCommandTest, aClosedOutputIsAFailure) {
     const auto process = Process::run(
         {"/bin/sh", "-c", std::string(NIMBE_EXECUTABLE) + " history list >/dev/full"}, "");
     expectFailure(process, 1, "The output cannot be written.");
+    const auto kept =
+        Process::run({"/bin/sh", "-c", "echo y | " NIMBE_EXECUTABLE " history add >/dev/full"}, "");
+    expectFailure(kept, 1, "The text is kept as ");
 }
 
 } // namespace nimbe

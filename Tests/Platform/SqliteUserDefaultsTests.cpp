@@ -236,6 +236,24 @@ TEST_F(SqliteUserDefaultsTest, aFullDiskKeepsTheOldValueAndSaysSo) {
     EXPECT_TRUE(defaults->set(blob, Bytes(2000, 4))) << "what fits is stored again";
 }
 
+TEST_F(SqliteUserDefaultsTest, whereNothingFitsAnyMoreTheValuesAreStillRead) {
+    const SmallDisk disk(folder.path / "nimbe", 512 * 1024);
+    if (!disk.isMounted) GTEST_SKIP() << "this machine mounts no file system for a test";
+    EXPECT_TRUE(open()->set(name, std::string("old")));
+    {
+        std::ofstream filler(folder.path / "nimbe" / "filler", std::ios::binary);
+        while (filler.write("0123456789", 10).flush()) {
+        }
+    }
+    auto defaults = open();
+    EXPECT_EQ(defaults->get(name), "old");
+    EXPECT_FALSE(defaults->set(name, std::string("new")));
+    EXPECT_EQ(defaults->get(name), "old");
+    fs::remove(folder.path / "nimbe" / "filler");
+    EXPECT_TRUE(defaults->set(name, std::string("new")));
+    EXPECT_EQ(open()->get(name), "new");
+}
+
 TEST_F(SqliteUserDefaultsTest, aReadOnlyFolderIsRead) {
     file = folder.path / "a folder#1?100%" / "settings.sqlite";
     const SmallDisk disk(file.parent_path(), 1024 * 1024);
@@ -423,17 +441,30 @@ TEST_F(SqliteUserDefaultsTest, aTransactionIsNotGivenAnOlderValue) {
 
 TEST_F(SqliteUserDefaultsTest, aReadOnlyViewFollowsWhatOthersWrite) {
     const SmallDisk disk(file.parent_path(), 1024 * 1024);
-    auto writer = open();
-    EXPECT_TRUE(writer->set(name, std::string("0")));
     const ReadOnlyView view(file.parent_path(), folder.path / "view");
     if (!disk.isMounted || !view.isMounted)
         GTEST_SKIP() << "this machine mounts no file system for a test";
+    const auto writing = [&](const char* value, bool isKilled) {
+        return [this, value, isKilled] {
+            const bool isStored = open()->set(name, std::string(value));
+            auto kept = open(); // with its log beside it
+            if (isKilled) return kept->set(name, std::string(value) + "!") && ::raise(SIGKILL) == 0;
+            return isStored;
+        };
+    };
+    OtherProcess one(writing("1", false));
+    OtherProcess two(writing("2", false));
+    OtherProcess three(writing("3", true));
+    OtherProcess four(writing("4", false));
     SqliteUserDefaults reader(folder.path / "view" / "settings.sqlite", log);
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_TRUE(writer->set(name, std::to_string(i)));
-        if (i == 2) writer.reset(); // its log goes into the file
-        EXPECT_EQ(reader.get(name), std::to_string(i));
-    }
+    EXPECT_TRUE(one.run());
+    EXPECT_EQ(reader.get(name), "1");
+    EXPECT_TRUE(two.run());
+    EXPECT_EQ(reader.get(name), "2");
+    EXPECT_FALSE(three.run());
+    EXPECT_EQ(reader.get(name), "3!");
+    EXPECT_TRUE(four.run());
+    EXPECT_EQ(reader.get(name), "4");
     EXPECT_FALSE(reader.set(name, std::string("new")));
 }
 

@@ -26,13 +26,16 @@ void HistoryVault::fail(const KeyStoreError& error) {
     const bool isLocked = error.kind == KeyStoreError::Kind::locked;
     const auto kind = isLocked ? Kind::keyLocked : Kind::keyUnavailable;
     if (loggedProblem != kind && !error.detail.empty())
-        log.warning("history: no key: %s", error.detail.c_str());
+        log.error("history: no key: %s", error.detail.c_str());
     fail(kind, error.message());
 }
 
 void HistoryVault::reportUnreadable() {
-    fail(Kind::listUnreadable, "A stored list could not be read and counts as empty. "
-                               "It is kept aside when another takes its place.");
+    fail(Kind::listUnreadable,
+        cachedKey ? "A stored list could not be read and counts as empty. It is kept aside when "
+                    "another takes its place."
+                  : "The key of the stored history is gone from its place. Put it back to read the "
+                    "history; the next dictation begins a new one and keeps this one aside.");
 }
 
 /// True also when it is certain that there is no key.

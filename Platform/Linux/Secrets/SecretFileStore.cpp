@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 #include "PlatformSecrets/Base64.h"
@@ -15,7 +16,8 @@ namespace {
 using Kind = KeyStoreError::Kind;
 
 tl::unexpected<KeyStoreError> failed(const char* step, int number) {
-    return failure(KeyStoreError{Kind::failed, std::string(step) + ": " + std::to_string(number)});
+    const auto reason = std::generic_category().message(number);
+    return failure(KeyStoreError{Kind::failed, std::string(step) + ": " + reason});
 }
 
 struct Descriptor {
@@ -49,7 +51,8 @@ Result<std::optional<Bytes>, KeyStoreError> SecretFileStore::read(const Item& it
     const ssize_t count = ::read(file.number, buffer.data(), buffer.size());
     if (count < 0) return failed("reading the key file", errno);
     std::string_view text(buffer.data(), static_cast<std::size_t>(count));
-    if (text.ends_with('\n')) text.remove_suffix(1);
+    // An editor or a shell may have put a line end there.
+    text = text.substr(0, text.find_last_not_of(" \t\r\n") + 1);
     auto secret = base64Decoded(text);
     if (!secret || secret->empty())
         return failure(KeyStoreError{Kind::damaged, "the key file is not base64"});

@@ -17,8 +17,11 @@ std::optional<fs::path> folder(const DataFolders::Environment& environment, cons
 } // namespace
 
 std::optional<DataFolders> DataFolders::find(const Environment& environment) {
-    if (const auto portable = folder(environment, "NIMBE_HOME"))
-        return DataFolders{*portable / "data", *portable / "cache", *portable / "config", true};
+    // The user's own word, so a relative one is not passed over.
+    if (const auto named = environment("NIMBE_HOME"); named && !named->empty()) {
+        const auto portable = fs::absolute(*named);
+        return DataFolders{portable / "data", portable / "cache", portable / "config", true};
+    }
 
     const auto home = folder(environment, "HOME");
     const auto base = [&](const char* name, const char* below) {

@@ -8,7 +8,8 @@
 namespace nimbe {
 
 /// Where this user's files are, by the XDG base directory rules of freedesktop.org.
-/// NIMBE_HOME overrides them all: "data", "cache" and "config" then stand in it.
+/// NIMBE_HOME overrides them all: "data", "cache" and "config" then stand in it; a
+/// relative one counts from the current folder.
 struct DataFolders {
     std::filesystem::path data;   // settings, history, models
     std::filesystem::path cache;  // downloads; may vanish at any time

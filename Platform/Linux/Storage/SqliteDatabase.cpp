@@ -27,6 +27,11 @@ bool SqliteCode::isDamage() const {
     return primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
 }
 
+bool SqliteCode::isForWantOfSpace() const {
+    const int primary = code & 0xFF;
+    return primary == SQLITE_FULL || primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN;
+}
+
 const char* SqliteCode::text() const {
     return sqlite3_errstr(code);
 }

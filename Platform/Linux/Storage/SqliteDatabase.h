@@ -22,6 +22,8 @@ struct SqliteCode {
     [[nodiscard]] bool isDone() const;
     /// The file's bytes are not those of a sound database.
     [[nodiscard]] bool isDamage() const;
+    /// The disk is full, or a file beside the database could not be made.
+    [[nodiscard]] bool isForWantOfSpace() const;
     [[nodiscard]] const char* text() const;
 };
 

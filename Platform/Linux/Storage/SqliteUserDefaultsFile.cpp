@@ -139,6 +139,9 @@ Result<std::int64_t, DefaultsError> SqliteUserDefaultsFile::version(Use use) {
         case Health::sound: break;
         case Health::damaged:
         case Health::newer: return failure(DefaultsError{unreadable});
+        case Health::unwritable:
+            log.error("settings: nothing can be written, is the disk full?");
+            [[fallthrough]];
         case Health::unreachable: return failure(DefaultsError{unavailable});
         }
     }
@@ -271,7 +274,10 @@ SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::open(Use use) {
         return Health::unreachable;
     }
     const Health health = openSound();
-    return health == Health::damaged ? mend() : health;
+    if (health == Health::damaged) return mend();
+    // On a full disk not even the files that a reader shares with writers can be made.
+    if (health == Health::unwritable && use == Use::read) return openReadOnly();
+    return health;
 }
 
 /// Opens the file, making it when there is none, and looks it over once.
@@ -337,6 +343,10 @@ SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::adopt(
 }
 
 SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::verdict(SqliteCode code, const char* step) {
+    if (code.isForWantOfSpace()) {
+        log.warning("settings: %s failed: %s", step, code.text());
+        return Health::unwritable;
+    }
     log.error("settings: %s failed: %s", step, code.text());
     return code.isDamage() ? Health::damaged : Health::unreachable;
 }

@@ -61,7 +61,7 @@ private:
         bool isReadOnly = false;
         std::string state = {}; // of a file that is read without locks
     };
-    enum class Health { sound, damaged, newer, unreachable };
+    enum class Health { sound, damaged, newer, unreachable, unwritable };
 
     std::filesystem::path path;
     Log log;

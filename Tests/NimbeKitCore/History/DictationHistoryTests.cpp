@@ -176,6 +176,17 @@ TEST_F(DictationHistoryTest, anEditKeepsTheVeryFirstTextUntilItComesBack) {
     EXPECT_EQ(problem(), std::nullopt);
 }
 
+TEST_F(DictationHistoryTest, whatAnotherInstanceWroteIsSeenThoughItIsAsLong) {
+    DictationHistory other(defaults, keys, log);
+    const auto entry = history.append("one", notes, now);
+    EXPECT_EQ(other.entries(), std::vector{entry});
+    history.deleteEntry(entry.id, now);
+    history.emptyTrash();
+    history.append("two", notes, now);
+    EXPECT_EQ(other.entries().front().text, "two");
+    EXPECT_EQ(texts(), std::vector<std::string>{"two"});
+}
+
 TEST_F(DictationHistoryTest, theTrashKeepsThirtyDaysToTheSecond) {
     constexpr Seconds month = 2'592'000;
     history.stash(entryAt(0, "older"), false, now - 1);

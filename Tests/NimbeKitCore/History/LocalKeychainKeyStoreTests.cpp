@@ -146,6 +146,16 @@ TEST_F(LocalKeychainKeyStoreTest, ofTwoWritersTheFirstWins) {
     EXPECT_EQ(keychain.secrets.at(name), second);
 }
 
+TEST_F(LocalKeychainKeyStoreTest, aKeyringThatEndsMeanwhileIsNotForsaken) {
+    EXPECT_TRUE(defaults.set(LocalKeychainKeyStore::place, std::string("keychain")));
+    keychain.onAdd = [&] {
+        keychain.error = Kind::unreachable;
+    };
+    EXPECT_FALSE(store.saveKeyData(first));
+    EXPECT_TRUE(file.secrets.empty());
+    EXPECT_EQ(place(), "keychain");
+}
+
 TEST_F(LocalKeychainKeyStoreTest, settingsThatFailNeverLeadToAKey) {
     defaults.unreadable.emplace(LocalKeychainKeyStore::place.key);
     EXPECT_FALSE(store.loadKeyData());

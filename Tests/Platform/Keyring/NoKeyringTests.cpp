@@ -76,6 +76,7 @@ TEST_F(NoKeyringTest, aKeyFileIsReadOnlyWhereItIsOne) {
     const Case cases[] = {
         {"with a line end", good + "\n", true},
         {"without", good, true},
+        {"with the line ends of editors", good + "\r\n\n", true},
         {"empty", "", false},
         {"cut", good.substr(0, 43), false},
         {"cut at a quantum", good.substr(0, 40), false},
