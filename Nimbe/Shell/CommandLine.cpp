@@ -86,6 +86,7 @@ private:
 constexpr const char* historyFooter =
     "An ID is what list shows, or more of it. Deleted dictations stay in Recently\n"
     "Deleted for 30 days. With --json times are ISO 8601 in UTC.\n"
+    "The last hundred dictations are kept: export what is to last.\n"
     "Exit codes: 0 done, 1 not done (no such dictation, locked keyring, full disk),\n"
     "2 wrong usage.";
 
@@ -105,7 +106,7 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
     CLI::App app("Dictation on your own machine", "nimbe");
     app.set_version_flag("--version", "nimbe " NIMBE_VERSION);
     app.require_subcommand(1);
-    app.footer("Exit codes: 0 done, 1 bad input or no place for the output, 2 wrong usage.");
+    app.footer("Exit codes: 0 done, 1 not done, 2 wrong usage. Each verb's --help says more.");
 
     FormatOptions format;
     auto* formatVerb = app.add_subcommand(
