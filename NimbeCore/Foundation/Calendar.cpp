@@ -1,11 +1,14 @@
 #include "Foundation/Calendar.h"
 
 #include <array>
+#include <cstdint>
 #include <cstdlib>
+#include <ctime>
 
 #include <unicode/calendar.h>
 #include <unicode/datefmt.h>
 #include <unicode/dtptngen.h>
+#include <unicode/simpletz.h>
 #include <unicode/smpdtfmt.h>
 #include <unicode/timezone.h>
 
@@ -67,9 +70,20 @@ Calendar::Calendar(const Locale& locale, const std::string& timeZone)
                                          icu::UnicodeString::fromUTF8(timeZone))))) {}
 
 Calendar Calendar::user() {
-    // The zone itself, not its name: "TZ=XXX5" has none that ICU would know again.
+    // The zone itself, not its name: "TZ=ABC5" has none that ICU would know again.
     std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::detectHostTimeZone());
-    if (!zone) zone.reset(icu::TimeZone::getGMT()->clone());
+    const auto now = std::time(nullptr);
+    std::tm local{};
+    ::tzset();
+    ::localtime_r(&now, &local);
+    std::int32_t offset = 0;
+    std::int32_t saving = 0;
+    UErrorCode error = U_ZERO_ERROR;
+    if (zone) zone->getOffset(udate(Date::now()), 0, offset, saving, error);
+    // Forms that only the system's library understands, as "<+03>-3".
+    const auto wanted = static_cast<std::int32_t>(local.tm_gmtoff) * 1000;
+    if (!zone || offset + saving != wanted)
+        zone = std::make_unique<icu::SimpleTimeZone>(wanted, icu::UnicodeString());
     return Calendar(State::create(Locale::forTime(), std::move(zone)));
 }
 

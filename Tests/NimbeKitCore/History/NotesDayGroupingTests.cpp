@@ -1,3 +1,5 @@
+#include <cstdlib>
+
 #include <gtest/gtest.h>
 
 #include "Foundation/ISO8601.h"
@@ -76,6 +78,21 @@ TEST(NotesDayGrouping, daysAreThoseOfTheUsersCalendar) {
                   .format(at("2026-03-01T12:00:00Z"), Calendar::Style::monthDayYear),
         "1 มี.ค. 2569")
         << "the locale's own calendar";
+}
+
+TEST(NotesDayGrouping, theUsersZoneIsTakenInEveryForm) {
+    ::setenv("LC_ALL", "en_GB.UTF-8", 1);
+    struct Case {
+        const char* zone;
+        const char* time;
+    };
+    const Case cases[] = {{"UTC", "12:00"}, {"Asia/Kolkata", "17:30"}, {":Asia/Tokyo", "21:00"},
+        {"ABC5", "07:00"}, {"<+03>-3", "15:00"}};
+    const Date noon = at("2026-07-07T12:00:00Z");
+    for (const auto& c : cases) {
+        ::setenv("TZ", c.zone, 1);
+        EXPECT_EQ(NoteTimestamp::label(noon, noon, Calendar::user()), c.time) << c.zone;
+    }
 }
 
 TEST(NotesDayGrouping, sectionsAreRunsInTheOrderGiven) {
