@@ -9,8 +9,8 @@
 
 #include "Foundation/Date.h"
 #include "Foundation/ISO8601.h"
-#include "Foundation/Json.h"
 #include "PlatformStorage/FileLock.h"
+#include "PlatformStorage/StoredValue.h"
 
 namespace nimbe {
 namespace {
@@ -23,64 +23,6 @@ constexpr const char* schema =
     "CREATE TABLE defaults(key TEXT NOT NULL UNIQUE, kind INTEGER NOT NULL, value BLOB NOT NULL)";
 constexpr std::int64_t schemaVersion = 1;
 constexpr Seconds lockPatience = 5;
-
-/// The stored number of a value's type; part of the format.
-enum class Kind : std::int64_t { boolean = 0, string = 1, binary = 2, stringArray = 3 };
-
-/// A value's type and its bytes, which stand in the value or in this.
-struct Encoded {
-    Kind kind = Kind::boolean;
-    std::string own = {};
-    std::string_view bytes = {};
-};
-
-struct Encoder {
-    Encoded& into;
-
-    void operator()(bool boolean) const { keep(Kind::boolean, std::string(1, boolean ? 1 : 0)); }
-    void operator()(const std::string& text) const {
-        into.kind = Kind::string;
-        into.bytes = text;
-    }
-    void operator()(const Bytes& bytes) const {
-        into.kind = Kind::binary;
-        into.bytes = {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-    }
-    void operator()(const std::vector<std::string>& texts) const {
-        Json::Array elements;
-        for (const auto& text : texts) elements.emplace_back(text);
-        keep(Kind::stringArray, Json(std::move(elements)).text());
-    }
-
-private:
-    void keep(Kind kind, std::string bytes) const {
-        into.kind = kind;
-        into.own = std::move(bytes);
-        into.bytes = into.own;
-    }
-};
-
-std::optional<Value> decode(std::int64_t kind, std::string_view bytes) {
-    switch (static_cast<Kind>(kind)) {
-    case Kind::boolean:
-        if (bytes.size() != 1 || (bytes[0] != 0 && bytes[0] != 1)) return std::nullopt;
-        return Value(bytes[0] == 1);
-    case Kind::string: return Value(std::string(bytes));
-    case Kind::binary: return Value(Bytes(bytes.begin(), bytes.end()));
-    case Kind::stringArray: {
-        const auto json = Json::parse(bytes);
-        const auto* elements = json ? json->asArray() : nullptr;
-        if (!elements) return std::nullopt;
-        std::vector<std::string> texts;
-        for (const auto& element : *elements) {
-            if (!element.asString()) return std::nullopt;
-            texts.push_back(*element.asString());
-        }
-        return Value(std::move(texts));
-    }
-    }
-    return std::nullopt;
-}
 
 fs::path withSuffix(const fs::path& path, std::string_view suffix) {
     fs::path result = path;
@@ -163,7 +105,7 @@ Result<std::optional<Value>, DefaultsError> SqliteUserDefaultsFile::read(std::st
     select.bind(1, key);
     const auto code = select.step();
     std::optional<Value> value;
-    if (code.isRow()) value = decode(select.integer(0), select.bytes(1));
+    if (code.isRow()) value = StoredValue::decode(select.integer(0), select.bytes(1));
     select.reset();
     if (code.isDone()) return std::optional<Value>();
     if (!code.isRow()) {
@@ -177,12 +119,11 @@ Result<std::optional<Value>, DefaultsError> SqliteUserDefaultsFile::read(std::st
 }
 
 bool SqliteUserDefaultsFile::write(std::string_view key, const Value& value) {
-    Encoded encoded;
-    std::visit(Encoder{encoded}, value);
+    const StoredValue stored(value);
     auto& upsert = opened->upsert;
     upsert.bind(1, key);
-    upsert.bind(2, static_cast<std::int64_t>(encoded.kind));
-    upsert.bindBytes(3, encoded.bytes);
+    upsert.bind(2, stored.kind());
+    upsert.bindBytes(3, stored.bytes());
     return finish(upsert, "writing");
 }
 
@@ -447,7 +388,7 @@ bool SqliteUserDefaultsFile::salvageInto(const fs::path& mended) {
         while (select.step().isRow()) {
             const auto kind = select.integer(1);
             const auto bytes = select.bytes(2);
-            if (!select.isInteger(1) || !decode(kind, bytes)) continue;
+            if (!select.isInteger(1) || !StoredValue::decode(kind, bytes)) continue;
             insert.bind(1, select.bytes(0));
             insert.bind(2, kind);
             insert.bindBytes(3, bytes);
