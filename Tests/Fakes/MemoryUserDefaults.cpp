@@ -15,7 +15,7 @@ bool MemoryUserDefaults::setValue(std::string_view key, Value value) {
     const std::lock_guard lock(mutex);
     const auto* bytes = std::get_if<Bytes>(&value);
     const bool isTooLarge = bytes && largestValue && bytes->size() > *largestValue;
-    if (refusesWrites || isTooLarge || !isStorable(value)) {
+    if (refusesWrites || isReadOnly || isTooLarge || !isStorable(value)) {
         isFailed = depth > 0;
         return false;
     }
@@ -27,7 +27,7 @@ bool MemoryUserDefaults::setValue(std::string_view key, Value value) {
 
 bool MemoryUserDefaults::removeValue(std::string_view key) {
     const std::lock_guard lock(mutex);
-    if (refusesWrites) {
+    if (refusesWrites || isReadOnly) {
         isFailed = depth > 0;
         return false;
     }
@@ -38,7 +38,7 @@ bool MemoryUserDefaults::removeValue(std::string_view key) {
 
 bool MemoryUserDefaults::moveValue(std::string_view key, std::string_view newKey) {
     const std::lock_guard lock(mutex);
-    if (refusesWrites) {
+    if (refusesWrites || isReadOnly) {
         isFailed = depth > 0;
         return false;
     }
@@ -54,6 +54,7 @@ bool MemoryUserDefaults::moveValue(std::string_view key, std::string_view newKey
 
 bool MemoryUserDefaults::transaction(const std::function<bool()>& body) {
     const std::lock_guard lock(mutex);
+    if (isReadOnly) return false;
     const auto before = values;
     const auto unreadableBefore = unreadable;
     ++depth;

@@ -13,6 +13,7 @@ namespace nimbe {
 class MemoryUserDefaults final : public UserDefaults {
 public:
     bool refusesWrites = false;                    // like a full disk
+    bool isReadOnly = false;                       // not even a transaction can begin
     std::optional<std::size_t> largestValue;       // in bytes; a disk with so much room
     std::set<std::string, std::less<>> unreadable; // keys whose bytes are damaged
 

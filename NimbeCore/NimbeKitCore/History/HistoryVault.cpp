@@ -79,12 +79,13 @@ bool HistoryVault::confirmKey() {
 HistoryVault::OtherKey HistoryVault::askForOtherKey() {
     if (!cachedKey || hasAskedForOtherKey) return OtherKey::none;
     hasAskedForOtherKey = true;
-    auto inForce = keyStore.saveKeyData(cachedKey->bytes());
-    if (!inForce) {
-        fail(inForce.error());
+    auto stored = keyStore.loadKeyData();
+    if (!stored) {
+        fail(stored.error());
         return OtherKey::failed;
     }
-    return adopt(std::move(*inForce)) ? OtherKey::found : OtherKey::none;
+    if (!*stored) return confirmKey() ? OtherKey::none : OtherKey::failed;
+    return adopt(std::move(**stored)) ? OtherKey::found : OtherKey::none;
 }
 
 HistoryVault::Look HistoryVault::lookAt(std::string_view key, Bytes& bytes) {

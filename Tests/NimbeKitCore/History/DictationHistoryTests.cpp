@@ -535,6 +535,22 @@ TEST_F(DictationHistoryTest, aKeyThatIsGoneFromItsPlaceGoesBackThere) {
     EXPECT_EQ(stored("dictation.history").size(), 7U);
 }
 
+TEST_F(DictationHistoryTest, aDamagedListIsNoMatterOfTheKeyWhereNothingCanBeWritten) {
+    FakeSecretStore keychain;
+    FakeSecretStore file;
+    LocalKeychainKeyStore places(
+        LocalKeychainKeyStore::Purpose::history(), {keychain, file}, defaults, log);
+    DictationHistory running(defaults, places, log);
+    running.deleteEntry(running.append("in the trash", notes, now).id, now);
+    store("dictation.history", "damaged");
+    defaults.isReadOnly = true;
+    EXPECT_TRUE(running.entries().empty());
+    ASSERT_TRUE(running.problem());
+    EXPECT_EQ(running.problem()->kind, Kind::listUnreadable);
+    EXPECT_EQ(running.trashed(now).size(), 1U);
+    EXPECT_FALSE(running.problem());
+}
+
 TEST_F(DictationHistoryTest, settingsThatWereReplacedLearnWhereTheKeyIs) {
     FakeSecretStore keychain;
     FakeSecretStore file;
