@@ -487,9 +487,14 @@ TEST_F(DictationHistoryTest, whatIsTooLargeForTheStoreKeepsNothingElseFromIt) {
     EXPECT_EQ(history.entries().size(), 4U);
     DictationHistory other(defaults, keys, log);
     EXPECT_EQ(other.entries().size(), 3U);
+    defaults.refusesWrites = true;
+    history.append("waits beside the large one", notes, now + 4);
+    defaults.refusesWrites = false;
+    EXPECT_EQ(history.entries().size(), 5U);
+    EXPECT_EQ(other.entries().size(), 4U) << "each that fits is stored";
     defaults.largestValue.reset();
-    EXPECT_EQ(history.entries().size(), 4U);
-    EXPECT_EQ(other.entries().size(), 4U) << "there is room again";
+    EXPECT_EQ(history.entries().size(), 5U);
+    EXPECT_EQ(other.entries().size(), 5U) << "there is room again";
 }
 
 TEST_F(DictationHistoryTest, aClearThatFailsForgetsNothing) {
