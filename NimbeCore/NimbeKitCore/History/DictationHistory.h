@@ -20,10 +20,12 @@ namespace nimbe {
 ///
 /// Each list is one value in the settings store: JSON (see historyCodec), sealed
 /// by LocalHistoryCipher. What is stored is read at every operation (see SealedList
-/// for what that saves), so several processes over one store see each other's changes; an operation
-/// is one transaction of the store. Operations never fail towards the caller; problem() tells. A
-/// value that cannot be read counts as an empty list and is set aside under a key of its own before
-/// another is written in its place. While the key is locked or away, nothing is written.
+/// for what that saves), so several processes over one store see each other's
+/// changes; an operation is one transaction of the store. Operations never fail
+/// towards the caller; problem() tells. A value that cannot be read counts as an
+/// empty list and is set aside under a key of its own before another is written in
+/// its place. While the key is locked or away no list is written; emptying the trash
+/// and clearing need no key.
 ///
 /// Any thread. The cost of a change grows with the length of the lists it touches,
 /// which are sealed and written whole.
