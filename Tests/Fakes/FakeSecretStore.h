@@ -17,10 +17,13 @@ public:
     std::optional<KeyStoreError::Kind> error;
     std::function<void()> onAdd = [] {
     }; // before the secret is looked for
+    std::function<void()> onRead = [] {
+    }; // before the secret is looked for
     int reads = 0;
 
     [[nodiscard]] Result<std::optional<Bytes>, KeyStoreError> read(const Item& item) override {
         ++reads;
+        onRead();
         if (error) return failure(KeyStoreError{*error});
         const auto found = secrets.find(item.service + " " + item.account);
         if (found == secrets.end()) return std::optional<Bytes>();

@@ -35,8 +35,14 @@ Result<std::optional<Bytes>, KeyStoreError> LocalKeychainKeyStore::loadKeyData()
     const auto known = recordedPlace();
     if (!known) return failure(known.error());
     bool keychainAnswers = true;
-    if (known->empty()) return loadUnrecorded(keychainAnswers);
-    return readFrom(*known);
+    if (!known->empty()) return readFrom(*known);
+    auto unrecorded = loadUnrecorded(keychainAnswers);
+    if (unrecorded && *unrecorded) return unrecorded;
+    // Another process may have made the key between these looks. It records the place
+    // before it seals anything, so whoever saw something sealed sees the place too.
+    const auto meanwhile = recordedPlace();
+    if (meanwhile && !meanwhile->empty()) return readFrom(*meanwhile);
+    return unrecorded;
 }
 
 Result<std::optional<Bytes>, KeyStoreError> LocalKeychainKeyStore::readFrom(

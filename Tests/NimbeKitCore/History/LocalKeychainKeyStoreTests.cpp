@@ -3,6 +3,7 @@
 #include "Fakes/FakeLogSink.h"
 #include "Fakes/FakeSecretStore.h"
 #include "Fakes/MemoryUserDefaults.h"
+#include "NimbeKitCore/History/DictationHistory.h"
 #include "NimbeKitCore/History/LocalKeychainKeyStore.h"
 
 namespace nimbe {
@@ -144,6 +145,22 @@ TEST_F(LocalKeychainKeyStoreTest, ofTwoWritersTheFirstWins) {
     };
     EXPECT_TRUE(store.saveKeyData(first) == second);
     EXPECT_EQ(keychain.secrets.at(name), second);
+}
+
+TEST_F(LocalKeychainKeyStoreTest, aKeyMadeByAnotherProcessDuringTheSearchIsFound) {
+    FakeSecretStore othersView;
+    othersView.error = Kind::unreachable;
+    LocalKeychainKeyStore other(
+        LocalKeychainKeyStore::Purpose::history(), {othersView, file}, defaults, log);
+    keychain.error = Kind::unreachable;
+    // The file was looked at already, and found empty.
+    keychain.onRead = [&] {
+        ASSERT_TRUE(other.saveKeyData(second));
+        ASSERT_TRUE(defaults.setValue(DictationHistory::key, Bytes{'s', 'e', 'a', 'l'}));
+    };
+    const auto found = store.loadKeyData();
+    ASSERT_TRUE(found) << "what is sealed was taken for another's";
+    EXPECT_EQ(*found, second);
 }
 
 TEST_F(LocalKeychainKeyStoreTest, aKeyringThatEndsMeanwhileIsNotForsaken) {
