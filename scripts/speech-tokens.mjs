@@ -1,7 +1,7 @@
 // Writes the speech models' vocabulary, which none of their packages brings, from
-// the tokenizer that they name as theirs: a line a token, "BASE64 ID".
+// the tokenizer that they name as theirs: a line a token, the first for token 0.
 //
-// Base64 holds the token's bytes in UTF-8, U+2581 for a space. Tokens 3 to 258 are
+// A line holds the token's bytes in hexadecimal, U+2581 for a space, in UTF-8. Tokens 3 to 258 are
 // the single bytes; 0 to 2 and those from 32000 on stand for no text.
 //
 // Usage: node scripts/speech-tokens.mjs >FILE
@@ -20,5 +20,5 @@ function bytesOf(id) {
 }
 
 const lines = [];
-for (let id = 0; id < count; ++id) lines.push(`${bytesOf(id).toString("base64")} ${id}\n`);
+for (let id = 0; id < count; ++id) lines.push(`${bytesOf(id).toString("hex")}\n`);
 process.stdout.write(lines.join(""));

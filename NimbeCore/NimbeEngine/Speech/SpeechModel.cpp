@@ -6,8 +6,8 @@
 namespace nimbe {
 namespace {
 
-constexpr SpeechModel::File tokens{SpeechModel::tokens, 537442,
-    "05b2466e23d0fd31cc2bd1c12ebd3796360d2f94449b8199c690a433827ff7c6"};
+constexpr SpeechModel::File tokens{SpeechModel::tokens, 452016,
+    "aec20302f714326ba0b71a5f5c5fb0fa758afc86be23a94e5964e59561304134"};
 constexpr SpeechModel::File voiceDetector{SpeechModel::voiceDetector, 2327524,
     "1a153a22f4509e292a94e67d6f9b85e8deb25b4988682b7e174c65279d8788e3"};
 

@@ -12,6 +12,8 @@ std::string SpeechModelError::message() const {
     case Kind::brokenOff: return "The download broke off. Try again: it goes on where it ended.";
     case Kind::notThere: return "The server does not have this speech model.";
     case Kind::wrongContent: return "A file of the speech model is not what it should be.";
+    case Kind::damaged:
+        return "The speech model cannot be used. Check it with: nimbe models verify";
     case Kind::noSpace: return "There is not enough space on the disk for the speech model.";
     case Kind::notWritable: return "The folder for speech models cannot be written.";
     case Kind::busy: return "Another process is working on this speech model just now.";

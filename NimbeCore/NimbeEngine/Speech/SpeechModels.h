@@ -19,6 +19,7 @@ struct SpeechModelError {
         brokenOff,    // the download ended early; the next one goes on from there
         notThere,     // the server does not have it
         wrongContent, // lengths or digests are not those of the model
+        damaged,      // the files are there and cannot be used
         noSpace,
         notWritable,
         busy,       // another process installs it just now
