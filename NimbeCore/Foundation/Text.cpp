@@ -236,11 +236,16 @@ std::string onOneLine(std::string_view utf8, std::size_t most) {
     return toUtf8(line) + "…";
 }
 
-std::string padded(std::string text, std::size_t length) {
-    const auto line = toUtf16(text).text;
-    Characters characters(line);
+std::size_t characterCount(std::string_view utf8) {
+    const auto all = toUtf16(utf8).text;
+    Characters characters(all);
     std::size_t count = 0;
-    for (std::size_t end = 0; end < line.size(); ++count) end = characters.after(end);
+    for (std::size_t end = 0; end < all.size(); ++count) end = characters.after(end);
+    return count;
+}
+
+std::string padded(std::string text, std::size_t length) {
+    const auto count = characterCount(text);
     if (count < length) text.append(length - count, ' ');
     return text;
 }

@@ -48,6 +48,9 @@ void trim(std::u16string& text);
 /// Same as trimmed, for UTF-8.
 [[nodiscard]] std::string_view trimmed(std::string_view utf8);
 
+/// User-perceived characters.
+[[nodiscard]] std::size_t characterCount(std::string_view utf8);
+
 /// For a line on a terminal: at most `most` user-perceived characters, control
 /// characters and line breaks as single blanks, "…" where text was left out.
 [[nodiscard]] std::string onOneLine(std::string_view utf8, std::size_t most);

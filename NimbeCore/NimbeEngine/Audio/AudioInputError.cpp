@@ -20,4 +20,8 @@ std::string_view message(MacAudioInputError error) {
     return {};
 }
 
+std::string_view message(CaptureError /*error*/) {
+    return "The microphone gives no sound that can be used. Choose another microphone in Settings.";
+}
+
 } // namespace nimbe

@@ -20,4 +20,6 @@ enum class MacAudioInputError {
 /// The input reports a sample rate of 0 or no channels.
 enum class CaptureError { noUsableInputFormat };
 
+[[nodiscard]] std::string_view message(CaptureError error);
+
 } // namespace nimbe

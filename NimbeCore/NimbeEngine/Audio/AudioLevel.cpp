@@ -6,12 +6,15 @@
 
 namespace nimbe {
 
-double audioLevel(std::span<const float> samples) {
-    if (samples.empty()) return 0;
+double audioLevel(std::span<const float> samples, std::size_t channels) {
+    const std::size_t frames = channels == 0 ? 0 : samples.size() / channels;
+    if (frames == 0) return 0;
     double squares = 0;
-    for (const float sample : samples)
-        if (std::isfinite(sample)) squares += static_cast<double>(sample) * sample;
-    const double rms = std::sqrt(squares / static_cast<double>(samples.size()));
+    for (std::size_t frame = 0; frame < frames; ++frame) {
+        const double sample = samples[frame * channels];
+        if (std::isfinite(sample)) squares += sample * sample;
+    }
+    const double rms = std::sqrt(squares / static_cast<double>(frames));
     constexpr double range = 60; // dB
     const double decibels = 20 * std::log10(std::max(rms, 0.0000001));
     return std::clamp((decibels + range) / range, 0.0, 1.0);

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Foundation/Log.h"
+#include "Foundation/Published.h"
+#include "Foundation/Task.h"
+#include "NimbeEngine/Audio/AudioCapture.h"
+#include "NimbeEngine/Speech/SpeechAssets.h"
+#include "NimbeEngine/Speech/TranscriptionEngine.h"
+
+namespace nimbe {
+
+/// One dictation at a time, from microphone to transcript. Main thread; outlives the
+/// tasks of its start() and stop().
+class DictationEngine {
+public:
+    DictationEngine(MainActor& actor, AudioCapture& capture, TranscriptionEngine& engine,
+        SpeechAssets& assets, LogSink& sink);
+    DictationEngine(const DictationEngine&) = delete;
+    DictationEngine& operator=(const DictationEngine&) = delete;
+    ~DictationEngine();
+
+    Published<std::string> _liveTranscript; // what is final and the newest guess after it
+    Published<bool> _isRunning;
+    Published<std::optional<std::string>> _errorMessage; // for the user; of this session
+    Published<std::optional<double>> _prepProgress;      // of a model's download, 0 to 1
+    Published<std::vector<double>> _levels;              // of the last seconds, oldest first
+
+    /// Begins a session, after a download when the model needs one. When that fails
+    /// _errorMessage says why. Does nothing while a session runs. A microphone that
+    /// goes away during the session sets _errorMessage; the session then waits for its
+    /// stop, with all that was said.
+    [[nodiscard]] Task<void> start(std::string localeID);
+
+    /// Ends the session; what was said. Takes at most two seconds more than the
+    /// microphone takes to close. Empty when none runs; a start that has not come to
+    /// its end is given up.
+    [[nodiscard]] Task<std::string> stop();
+
+    /// Ends the session and forgets what was said.
+    void cancel();
+
+private:
+    MainActor& actor;
+    AudioCapture& capture;
+    TranscriptionEngine& engine;
+    SpeechAssets& assets;
+    Log log;
+
+    TaskHandle startingTask;
+    std::optional<Completion<bool>> startEnded; // while a start is under way
+    TaskHandle resultsTask;
+    std::optional<Completion<bool>> resultsEnded;
+    bool resultsFinished = false;
+    bool isStopping = false;
+    bool isCancelled = false; // while stopping
+    TaskHandle levelTask;
+    std::string finalizedText;
+    std::optional<std::string> activeLocaleID;
+
+    [[nodiscard]] Task<void> begin(std::string localeID);
+    [[nodiscard]] Task<Result<void, std::string>> open(std::string localeID);
+    [[nodiscard]] Task<Result<void, std::string>> prepare(std::string localeID);
+    [[nodiscard]] Task<Result<void, std::string>> download(std::string locale);
+    [[nodiscard]] Task<void> takeResults(TranscriptionResults results);
+    [[nodiscard]] Task<void> publishLevels();
+    void take(const TranscriptionResult& result, long number);
+    void captureEnded(const CaptureFailure& failure);
+    void giveUpStart();
+    void end();
+};
+
+} // namespace nimbe
