@@ -176,13 +176,14 @@ void PulseRecording::drain() {
 }
 
 /// Counted in frames, not in time: what the microphone holds back now comes in one
-/// piece later, and by then all of it is there.
+/// piece later, and by then all of it is there. Not every device counts the piece that
+/// it is just filling; therefore at least one more is heard.
 void PulseRecording::timingCame(bool isKnown) {
     pa_usec_t latency = 0;
     int isNegative = 0;
     if (!isKnown || pa_stream_get_latency(stream, &latency, &isNegative) < 0) return;
     const double pending = isNegative != 0 ? 0 : static_cast<double>(latency) * 1e-6;
-    lastFrame = heardFrames + static_cast<std::uint64_t>(pending * source.sampleRate);
+    lastFrame = heardFrames + 1 + static_cast<std::uint64_t>(pending * source.sampleRate);
     isDraining = true;
     tellIfHeard();
 }

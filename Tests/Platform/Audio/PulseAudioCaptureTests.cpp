@@ -1,4 +1,5 @@
-#include <cmath>
+#include <limits>
+#include <mutex>
 
 #include "PlatformAudio/PulseAudioInput.h"
 #include "SoundSession.h"
@@ -10,6 +11,33 @@ const MicrophoneCaptureSelection byDefault{MicrophoneCaptureSelection::Kind::sys
 
 MicrophoneCaptureSelection chosen(std::string uid) {
     return {MicrophoneCaptureSelection::Kind::explicitDevice, std::move(uid)};
+}
+
+/// Knows when the first frame was recorded: no later than it came less the time that
+/// all before it lasted.
+class TimedTap final : public AudioTap {
+public:
+    explicit TimedTap(MainActor& clock) : clock(clock) {}
+
+    void hear(std::span<const float> samples) noexcept override {
+        const std::lock_guard guard(mutex);
+        seconds += static_cast<double>(samples.size()) / 48'000;
+        begin = std::min(begin, clock.now() - seconds);
+    }
+    [[nodiscard]] Seconds end() {
+        const std::lock_guard guard(mutex);
+        return begin + seconds;
+    }
+
+private:
+    MainActor& clock;
+    std::mutex mutex;
+    Seconds seconds = 0;
+    Seconds begin = std::numeric_limits<Seconds>::infinity();
+};
+
+Task<void> nap(MainActor& actor, Seconds seconds) {
+    co_await sleep(actor, seconds);
 }
 
 struct PulseAudioCapture : SoundTest {
@@ -75,6 +103,21 @@ TEST_F(PulseAudioCapture, whatIsSaidIsHeardToTheEnd) {
         EXPECT_NEAR(tone.peak, 0.5, 0.02);
     }
     EXPECT_EQ(recordings(), "");
+}
+
+TEST_F(PulseAudioCapture, whatIsSaidUntilTheStopIsHeard) {
+    // The server hands over 20 ms at a time; the call comes anywhere in between.
+    for (int i = 0; i < 12; ++i) {
+        TimedTap timed(loop);
+        engine = input.makeAudioEngine();
+        ASSERT_TRUE(wait(engine->inputFormat(byDefault)));
+        ASSERT_TRUE(wait(engine->start(timed, 4096, {})));
+        wait(nap(loop, 0.15 + i * 0.0037));
+        const Seconds call = loop.now();
+        wait(engine->stop());
+        EXPECT_GT(timed.end(), call - 0.001) << i;
+        engine.reset();
+    }
 }
 
 TEST_F(PulseAudioCapture, anUnpluggedDeviceEndsItAndIsNotExchanged) {
