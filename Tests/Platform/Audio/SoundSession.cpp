@@ -61,10 +61,10 @@ void play(const std::string& sink, double hertz, double seconds) {
             0.5 * std::sin(2 * std::numbers::pi * hertz * static_cast<double>(i) / 48'000));
     const std::string_view bytes(
         reinterpret_cast<const char*>(tone.data()), tone.size() * sizeof(float));
-    const auto process =
-        Process::run({"/usr/bin/pacat", "--playback", "--raw", "--device=" + sink,
-                         "--format=float32le", "--rate=48000", "--channels=1", "--latency-msec=40"},
-            bytes);
+    const auto process = Process::run(
+        {"/usr/bin/pacat", "--playback", "--raw", "--device=" + sink, "--format=float32le",
+            "--rate=48000", "--channels=1", "--latency-msec=200"},
+        bytes);
     EXPECT_EQ(process.exitCode, 0) << process.error;
 }
 

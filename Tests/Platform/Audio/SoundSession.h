@@ -134,7 +134,7 @@ protected:
     T waitAtMost(Seconds limit, Task<T> task) {
         const Seconds begin = loop.now();
         T result = wait(std::move(task));
-        EXPECT_LT(loop.now() - begin, limit + 0.5) << "beyond the deadline of " << limit;
+        EXPECT_LT(loop.now() - begin, limit + 0.9) << "beyond the deadline of " << limit;
         return result;
     }
 
