@@ -17,7 +17,7 @@ struct HttpError {
     enum class Kind {
         badAddress,  // not an http or https address
         unreachable, // no network, no such host, connection refused
-        insecure,    // the server's certificate is not to be trusted
+        insecure,    // a certificate that is not to be trusted, a redirect from https to http
         timedOut,    // a deadline passed, or no byte came for too long
         brokenOff,   // the connection ended before the answer did
         tooLarge,    // the answer is longer than the caller's limit
