@@ -1,0 +1,80 @@
+#pragma once
+
+#include <atomic>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "Foundation/Date.h"
+#include "Support/TestCertificate.h"
+
+namespace nimbe {
+
+/// A web server on this machine that misbehaves as it is told, on threads of its own.
+class TestHttpServer {
+public:
+    using Header = std::pair<std::string, std::string>;
+
+    /// How a path is answered.
+    struct Page {
+        std::string body = {};
+        int status = 200;
+        std::vector<Header> headers = {};
+        bool takesRanges = true;                       // "bytes=N-" of a page with status 200
+        std::optional<std::string> contentLength = {}; // told instead of the right one; "": none
+        std::optional<std::string> contentRange = {};  // likewise
+        bool hangsBeforeHead = false;
+        std::optional<std::size_t> hangsAfter = {};     // bytes of the answer's body
+        std::optional<std::size_t> breaksOffAfter = {}; // likewise
+        Seconds pause = 0;                              // before each byte of the body
+        bool isEndless = false;                         // the body again and again
+    };
+    struct Request {
+        std::string method;
+        std::string target;
+        std::map<std::string, std::string> headers; // names in lower case
+        std::string body;
+    };
+
+    TestHttpServer() : TestHttpServer(std::optional<TestCertificate>()) {}
+    /// With a certificate it speaks https.
+    explicit TestHttpServer(std::optional<TestCertificate> certificate);
+    ~TestHttpServer();
+    TestHttpServer(const TestHttpServer&) = delete;
+    TestHttpServer& operator=(const TestHttpServer&) = delete;
+
+    /// "http://127.0.0.1:PORT", without a slash at its end.
+    [[nodiscard]] std::string address() const;
+    /// Paths that have no page are answered with 404.
+    void put(const std::string& path, Page page);
+    [[nodiscard]] std::vector<Request> requests();
+    void forgetRequests();
+    [[nodiscard]] int openConnections() const { return open; }
+
+private:
+    struct Tls;
+    class Connection;
+
+    std::unique_ptr<Tls> tls; // absent: http
+    int listener = -1;
+    int port = 0;
+    std::atomic<bool> isEnding = false;
+    std::atomic<int> open = 0;
+    std::mutex mutex;
+    std::map<std::string, Page> pages;
+    std::vector<Request> asked;
+    std::list<std::thread> connections;
+    std::thread acceptor;
+
+    void accept();
+    void serve(int socket);
+    [[nodiscard]] Page pageFor(const Request& request);
+};
+
+} // namespace nimbe
