@@ -157,6 +157,7 @@ private:
 
     /// True when the client may ask again on this connection.
     bool answer(const Page& page, std::optional<std::size_t> start) {
+        if (page.before) page.before();
         if (page.hangsBeforeHead) hang();
         int status = page.status;
         std::string body = page.body;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <list>
 #include <map>
 #include <memory>
@@ -29,6 +30,7 @@ public:
         bool takesRanges = true;                       // "bytes=N-" of a page with status 200
         std::optional<std::string> contentLength = {}; // told instead of the right one; "": none
         std::optional<std::string> contentRange = {};  // likewise
+        std::function<void()> before = {};             // on the server's thread, before the head
         bool hangsBeforeHead = false;
         std::optional<std::size_t> hangsAfter = {};     // bytes of the answer's body
         std::optional<std::size_t> breaksOffAfter = {}; // likewise

@@ -9,6 +9,8 @@ std::string SpeechModelError::message() const {
     case Kind::unreachable:
         return "The server for speech models cannot be reached. Check your connection and try "
                "again.";
+    case Kind::insecure:
+        return "The server for speech models cannot be trusted: its certificate is not valid.";
     case Kind::brokenOff: return "The download broke off. Try again: it goes on where it ended.";
     case Kind::notThere: return "The server does not have this speech model.";
     case Kind::wrongContent: return "A file of the speech model is not what it should be.";

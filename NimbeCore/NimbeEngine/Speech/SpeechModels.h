@@ -16,6 +16,7 @@ struct SpeechModelError {
         noAddress, // nothing says where models come from
         badAddress,
         unreachable,  // no network, or no answer
+        insecure,     // the server's certificate is not to be trusted
         brokenOff,    // the download ended early; the next one goes on from there
         notThere,     // the server does not have it
         wrongContent, // lengths or digests are not those of the model
@@ -53,12 +54,16 @@ public:
     /// installed counts before the one that came with the program.
     [[nodiscard]] virtual std::optional<Place> installed(const SpeechModel& model) = 0;
 
+    /// Bytes that an unfinished download has left to go on with.
+    [[nodiscard]] virtual std::uint64_t downloaded(const SpeechModel& model) = 0;
+
     /// Does nothing when it is installed. Its files come from "ADDRESS/FOLDER/FILE";
     /// what an earlier attempt brought is gone on with. Afterwards the model is there
     /// whole or as before. Stopping the task keeps what has come.
     [[nodiscard]] virtual Task<Result<void, SpeechModelError>> install(const SpeechModel& model,
         std::string address, std::function<void(Progress)> onProgress) = 0;
 
+    /// What the user installed, whole or not, with what an unfinished download left.
     [[nodiscard]] virtual Result<void, SpeechModelError> remove(const SpeechModel& model) = 0;
 
     /// Reads all its files and compares their digests.
