@@ -16,7 +16,7 @@ namespace nimbe {
 struct HttpError {
     enum class Kind {
         badAddress,  // not an http or https address
-        unreachable, // no network, no such host, connection refused
+        unreachable, // no network, no such host, nobody there who speaks https
         insecure,    // a certificate that is not to be trusted, a redirect from https to http
         timedOut,    // a deadline passed, or no byte came for too long
         brokenOff,   // the connection ended before the answer did

@@ -131,8 +131,12 @@ private:
     std::optional<Request> read() {
         buffer.clear();
         std::size_t end = 0;
-        while ((end = buffer.find("\r\n\r\n")) == buffer.npos)
+        while ((end = buffer.find("\r\n\r\n")) == buffer.npos) {
             if (!readMore()) return std::nullopt;
+            if (buffer[0] >= 'A' && buffer[0] <= 'Z') continue;
+            write("HTTP/1.1 400 Status\r\nContent-Length: 0\r\n\r\n"); // TLS, for instance
+            return std::nullopt;
+        }
         Request request;
         const auto head = buffer.substr(0, end + 2);
         buffer.erase(0, end + 4);

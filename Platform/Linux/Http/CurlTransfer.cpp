@@ -288,7 +288,8 @@ HttpError CurlTransfer::errorOf(int code) const {
     case CURLE_URL_MALFORMAT: return {Kind::badAddress, detail};
     case CURLE_COULDNT_RESOLVE_PROXY:
     case CURLE_COULDNT_RESOLVE_HOST:
-    case CURLE_COULDNT_CONNECT: return {Kind::unreachable, detail};
+    case CURLE_COULDNT_CONNECT:
+    case CURLE_SSL_CONNECT_ERROR: return {Kind::unreachable, detail};
     case CURLE_PEER_FAILED_VERIFICATION:
     case CURLE_SSL_ISSUER_ERROR:
     case CURLE_SSL_INVALIDCERTSTATUS: return {Kind::insecure, detail};

@@ -280,6 +280,9 @@ TEST_F(CurlHttpClientTest, aCertificateCountsWhenItIsTrusted) {
     server.put(
         "/up-and-down", Page{.status = 302, .headers = {{"Location", secure.address() + "/down"}}});
     server.put("/page", Page{.body = "open"});
+    auto open = request("/page");
+    open.url.replace(0, 4, "https");
+    EXPECT_EQ(send(open).error().kind, Kind::unreachable) << "nobody there speaks https";
     auto asked = request("/");
     asked.url = secure.address() + "/";
     asked.followsRedirects = true;
