@@ -1,3 +1,4 @@
+#include <atomic>
 #include <csignal>
 #include <fcntl.h>
 #include <fstream>
@@ -293,20 +294,25 @@ TEST_F(SpeechModelStoreTest, aKilledProcessLeavesNothingHalf) {
     std::mt19937 random(20261123);
     int unfinished = 0;
     int whileMoving = 0;
+    std::atomic<bool> isAsked = false;
     constexpr int rounds = 40;
     for (int round = 0; round < rounds; ++round) {
         // Now an empty place, now a broken model that is replaced.
         fs::remove_all(place);
         if (round % 2 == 0) writeFile(place / "tokens.txt", "broken");
+        const auto file = static_cast<std::size_t>(round);
+        if (round < 4) {
+            Page page;
+            page.before = [&isAsked] {
+                isAsked = true;
+            };
+            page.hangsBeforeHead = true;
+            server.put(path(file), page);
+        }
         Installer installer(folder.path, server.address());
         const auto pause = static_cast<unsigned>(random() % 6'000);
-        const auto file = static_cast<std::size_t>(round);
         if (round < 4) { // as it asks for each file in turn
-            auto page = goodPage(file);
-            page.before = [&] {
-                installer.kill();
-            };
-            server.put(path(file), page);
+            EXPECT_TRUE(waitUntil([&] { return isAsked.exchange(false); })) << "round " << round;
         } else { // while it fetches, or while it moves what it has fetched
             const bool isEarly = round % 4 < 2;
             const auto isMoving = [&] {
@@ -314,8 +320,8 @@ TEST_F(SpeechModelStoreTest, aKilledProcessLeavesNothingHalf) {
             };
             for (int i = 0; !isEarly && i < 100'000 && !isMoving(); ++i) ::usleep(20);
             ::usleep(isEarly ? pause : pause / 4);
-            installer.kill();
         }
+        installer.kill();
         unfinished += installer.end() == 0 ? 0 : 1;
         whileMoving += fs::exists(staging) ? 1 : 0;
         serveAll();
