@@ -54,6 +54,13 @@ public:
         return &stack->services;
     }
 
+    /// Their store needs the web client, which this program does not link: it would
+    /// slow the start of every verb.
+    const ModelServices* models(std::ostream& error) override {
+        error << "nimbe: This build cannot manage speech models.\n";
+        return nullptr;
+    }
+
 private:
     std::optional<HistoryStack> stack;
 };

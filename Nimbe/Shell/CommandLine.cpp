@@ -7,6 +7,7 @@
 
 #include "NimbeShell/FormatCommand.h"
 #include "NimbeShell/HistoryCommand.h"
+#include "NimbeShell/ModelsCommand.h"
 #include "NimbeShell/ShellServices.h"
 
 namespace nimbe {
@@ -90,6 +91,51 @@ constexpr const char* historyFooter =
     "Exit codes: 0 done, 1 not done (no such dictation, locked keyring, full disk),\n"
     "2 wrong usage.";
 
+using ModelsVerb = ModelsOptions::Verb;
+
+/// One verb of the speech models, with the options that it takes.
+class ModelsVerbs {
+public:
+    ModelsVerbs(CLI::App& models, ModelsOptions& options) : models(models), options(options) {}
+
+    void addAll() {
+        add("list", ModelsVerb::list, "List the models that this version knows");
+        add("status", ModelsVerb::status, "Tell where a model is and how much of it")
+            ->add_option("MODEL", options.models, "One that list shows; all if none is named")
+            ->expected(0, 1);
+        auto* install = add("install", ModelsVerb::install, "Download a model, or the rest of it");
+        install->add_option("MODEL", options.models)->required()->expected(1);
+        install
+            ->add_option("--from", options.address,
+                "Where the models' folders are on the web; kept as the setting\n"
+                "speechModelBaseAddress once it has brought a model")
+            ->type_name("ADDRESS");
+        add("remove", ModelsVerb::remove, "Delete a model that was downloaded, or its rest")
+            ->add_option("MODEL", options.models)
+            ->required()
+            ->expected(1);
+        add("verify", ModelsVerb::verify, "Compare all files of models with their digests")
+            ->add_option("MODEL", options.models, "All that are installed if none is named");
+    }
+
+private:
+    CLI::App& models;
+    ModelsOptions& options;
+
+    CLI::App* add(const char* name, ModelsVerb verb, const char* text) {
+        auto* app = models.add_subcommand(name, text);
+        app->add_flag("--json", options.isJson, "Write JSON");
+        app->callback([this, verb] { options.verb = verb; });
+        return app;
+    }
+};
+
+constexpr const char* modelsFooter =
+    "A download that broke off, or was ended with Ctrl+C, goes on where it was when\n"
+    "install is run again. A model is there whole or not at all.\n"
+    "Exit codes: 0 done, 1 not done (no network, full disk, a damaged file),\n"
+    "2 wrong usage.";
+
 /// Before the library is asked, which says only that a verb is missing.
 std::optional<std::string> missingVerb(const CLI::App& app, const char* const* words, int count) {
     if (count < 1) return "A verb is needed.";
@@ -98,6 +144,14 @@ std::optional<std::string> missingVerb(const CLI::App& app, const char* const* w
     };
     if (words[0][0] == '-' || !app.get_subcommands(isNamed).empty()) return std::nullopt;
     return "There is no verb \"" + std::string(words[0]) + "\".";
+}
+
+/// The verb with verbs of its own that the first word names.
+const CLI::App* groupOf(
+    int argc, const char* const* argv, std::initializer_list<const CLI::App*> groups) {
+    for (const auto* group : groups)
+        if (argc > 1 && group->check_name(argv[1])) return group;
+    return nullptr;
 }
 
 } // namespace
@@ -119,23 +173,29 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
     HistoryVerbs historyVerbs(*historyVerb, history);
     historyVerbs.addAll();
 
+    ModelsOptions models;
+    auto* modelsVerb = app.add_subcommand("models", "Install and check speech models");
+    modelsVerb->require_subcommand(1);
+    modelsVerb->footer(modelsFooter);
+    ModelsVerbs modelsVerbs(*modelsVerb, models);
+    modelsVerbs.addAll();
+
     const auto refuse = [&](const std::string& message) {
         streams.error << "nimbe: " << message << "\n";
         if (formatVerb->parsed())
             streams.error
                 << "Usage: nimbe format [--step NAME] [--no-preserve-case] [--json] < TEXT\n"
                    "nimbe format --help tells more.\n";
-        else if (argc > 1 && historyVerb->check_name(argv[1]))
-            streams.error << "Usage: nimbe history VERB [OPTIONS]\n"
-                             "nimbe history --help lists the verbs.\n";
+        else if (const auto* group = groupOf(argc, argv, {historyVerb, modelsVerb}))
+            streams.error << "Usage: nimbe " << group->get_name() << " VERB [OPTIONS]\nnimbe "
+                          << group->get_name() << " --help lists the verbs.\n";
         else
             streams.error << "Usage: nimbe VERB [OPTIONS]\nnimbe --help lists the verbs.\n";
         return ExitCode::usage;
     };
     if (const auto message = missingVerb(app, argv + 1, argc - 1)) return refuse(*message);
-    if (historyVerb->check_name(argv[1]))
-        if (const auto message = missingVerb(*historyVerb, argv + 2, argc - 2))
-            return refuse(*message);
+    if (const auto* group = groupOf(argc, argv, {historyVerb, modelsVerb}))
+        if (const auto message = missingVerb(*group, argv + 2, argc - 2)) return refuse(*message);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -144,6 +204,10 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
         return streams.output.flush() ? ExitCode::success : ExitCode::failure;
     }
     if (formatVerb->parsed()) return runFormat(format, streams);
+    if (modelsVerb->parsed()) {
+        const auto* modelServices = services.models(streams.error);
+        return modelServices ? runModels(models, *modelServices, streams) : ExitCode::failure;
+    }
     const auto* historyServices = services.history(streams.error);
     return historyServices ? runHistory(history, *historyServices, streams) : ExitCode::failure;
 }

@@ -7,6 +7,7 @@
 
 #include "Foundation/Result.h"
 #include "Foundation/Task.h"
+#include "Foundation/UserDefaults.h"
 #include "NimbeEngine/Speech/SpeechModel.h"
 
 namespace nimbe {
@@ -35,6 +36,9 @@ struct SpeechModelError {
     /// For the user.
     [[nodiscard]] std::string message() const;
 };
+
+/// Where models come from: the folders' parent on a web server. Empty: nowhere yet.
+inline const Setting<std::string> speechModelBaseAddress{"speechModelBaseAddress", ""};
 
 /// The speech models on this machine. Main thread; what takes long runs elsewhere.
 class SpeechModels {
