@@ -2,7 +2,13 @@
 
 #include <optional>
 #include <ostream>
+#include <system_error>
 
+#include "EndOfInput.h"
+#include "HearingLoader.h"
+#include "NimbeEngine/Speech/AppleSpeechEngine.h"
+#include "NimbeEngine/Speech/LocalSpeechEngine.h"
+#include "NimbeEngine/Speech/SpeechModelAssets.h"
 #include "NimbeKitCore/History/LocalKeychainKeyStore.h"
 #include "NimbeShell/ShellLog.h"
 #include "PlatformSecrets/SecretFileStore.h"
@@ -11,26 +17,35 @@
 #include "PlatformStorage/AtomicFileWriter.h"
 #include "PlatformStorage/DataFolders.h"
 #include "PlatformStorage/SqliteUserDefaults.h"
+#include "Terminal.h"
 
 namespace nimbe {
 namespace {
 
+/// What every verb stands on that knows the user's data.
+struct Ground {
+    Ground(DataFolders folders, std::ostream& error)
+        : folders(std::move(folders)), log(error), defaults(this->folders.settingsFile(), log) {}
+
+    DataFolders folders;
+    ShellLog log;
+    SqliteUserDefaults defaults;
+};
+
 /// All that stands behind the history, in the order in which it leans on each other.
 struct HistoryStack {
-    HistoryStack(const DataFolders& folders, std::ostream& error)
-        : log(error), defaults(folders.settingsFile(), log), files(folders.data, log),
-          keys(
-              LocalKeychainKeyStore::Purpose::history(), {keychain(folders), files}, defaults, log),
-          history(defaults, keys, log), services{history, embedder, writer, Calendar::user(),
-                                            Date::now()} {}
+    explicit HistoryStack(Ground& ground)
+        : files(ground.folders.data, ground.log),
+          keys(LocalKeychainKeyStore::Purpose::history(), {keychain(ground.folders), files},
+              ground.defaults, ground.log),
+          history(ground.defaults, keys, ground.log), services{history, embedder, writer,
+                                                          Calendar::user(), Date::now()} {}
 
     SecretStore& keychain(const DataFolders& folders) {
         if (folders.isPortable) return noKeyring;
         return keyring;
     }
 
-    ShellLog log;
-    SqliteUserDefaults defaults;
     SecretServiceStore keyring;
     UnavailableSecretStore noKeyring;
     SecretFileStore files;
@@ -41,28 +56,116 @@ struct HistoryStack {
     HistoryServices services;
 };
 
+/// What comes with the program, beside the folder of its executable.
+std::filesystem::path programFolder() {
+    std::error_code error;
+    return std::filesystem::read_symlink("/proc/self/exe", error).parent_path().parent_path();
+}
+
+HearingModule::ModelFolders modelFolders(const DataFolders& folders) {
+    return {folders.data / "models", folders.cache / "models",
+        programFolder() / "share" / "nimbe" / "models"};
+}
+
+/// What recordings, models and microphones need; the module outlives it.
+struct HearingStack {
+    HearingStack(Ground& ground, HearingModule& module)
+        : input(module.makeAudioInput(loop, ground.log)),
+          models(module.makeSpeechModels(loop, modelFolders(ground.folders), ground.log)),
+          transcription{module.audioFiles(), module.audioConverters(), module.speechRuntime(),
+              *models,
+              terminal::isOne(terminal::standardError) ? ProgressBar::Form::bar
+                                                       : ProgressBar::Form::none},
+          devices{*input, ground.defaults, loop}, modelServices{*models, ground.defaults, loop,
+                                                      terminal::isOne(terminal::standardError)
+                                                          ? ProgressBar::Form::bar
+                                                          : ProgressBar::Form::lines} {}
+
+    RunLoop loop;
+    std::unique_ptr<AudioInput> input;
+    std::unique_ptr<SpeechModels> models;
+    TranscribeServices transcription;
+    DevicesServices devices;
+    ModelServices modelServices;
+};
+
+/// One dictation from the microphone.
+struct ListeningStack {
+    ListeningStack(
+        Ground& ground, HearingStack& hearing, HearingModule& module, const SpeechModel& model)
+        : assets(*hearing.models, model, ground.defaults.get(speechModelBaseAddress)),
+          capture(*hearing.input, module.audioConverters(), ground.defaults, ground.log),
+          recogniser(
+              hearing.loop, module.speechRuntime(), [this] { return assets.folder(); }, ground.log),
+          speech(recogniser, assets, ground.log),
+          engine(hearing.loop, capture, speech, assets, ground.log),
+          services{engine, hearing.loop,
+              [&loop = hearing.loop](
+                  std::function<void()> onEnd) { return watchEndOfInput(loop, std::move(onEnd)); },
+              terminal::columns(terminal::standardError)} {}
+
+    SpeechModelAssets assets;
+    AudioCapture capture;
+    LocalSpeechEngine recogniser;
+    AppleSpeechEngine speech;
+    DictationEngine engine;
+    ListenServices services;
+};
+
 class LinuxShellServices final : public ShellServices {
 public:
     const HistoryServices* history(std::ostream& error) override {
-        if (stack) return &stack->services;
-        const auto folders = DataFolders::find();
-        if (!folders) {
-            error << "nimbe: There is no place for your data: HOME names no absolute path.\n";
-            return nullptr;
-        }
-        stack.emplace(*folders, error);
+        if (!stack && !findGround(error)) return nullptr;
+        if (!stack) stack.emplace(*ground);
         return &stack->services;
     }
-
-    /// Their store needs the web client, which this program does not link: it would
-    /// slow the start of every verb.
+    const TranscribeServices* transcription(std::ostream& error) override {
+        return findHearing(error) ? &hearing->transcription : nullptr;
+    }
+    const DevicesServices* devices(std::ostream& error) override {
+        return findHearing(error) ? &hearing->devices : nullptr;
+    }
     const ModelServices* models(std::ostream& error) override {
-        error << "nimbe: This build cannot manage speech models.\n";
-        return nullptr;
+        return findHearing(error) ? &hearing->modelServices : nullptr;
+    }
+    const ListenServices* listening(const std::string& model, std::ostream& error) override {
+        const auto* named =
+            SpeechModel::named(model.empty() ? SpeechModel::defaultID : std::string_view(model));
+        if (!named || !findHearing(error)) return nullptr;
+        dictation.emplace(*ground, *hearing, *module, *named);
+        return &dictation->services;
     }
 
 private:
+    std::optional<Ground> ground;
     std::optional<HistoryStack> stack;
+    HearingModule* module = nullptr;
+    std::optional<HearingStack> hearing;
+    std::optional<ListeningStack> dictation;
+
+    bool findGround(std::ostream& error) {
+        if (ground) return true;
+        auto folders = DataFolders::find();
+        if (!folders) {
+            error << "nimbe: There is no place for your data: HOME names no absolute path.\n";
+            return false;
+        }
+        ground.emplace(std::move(*folders), error);
+        return true;
+    }
+
+    bool findHearing(std::ostream& error) {
+        if (hearing) return true;
+        if (!findGround(error)) return false;
+        const auto loaded = loadHearing(programFolder() / "lib" / "nimbe" / "libnimbe-hearing.so");
+        if (!loaded) {
+            error << "nimbe: What Nimbe hears with cannot be loaded: " << loaded.error() << "\n";
+            return false;
+        }
+        module = *loaded;
+        hearing.emplace(*ground, *module);
+        return true;
+    }
 };
 
 } // namespace

@@ -9,6 +9,7 @@
 #include "NimbeShell/HistoryCommand.h"
 #include "NimbeShell/ModelsCommand.h"
 #include "NimbeShell/ShellServices.h"
+#include "NimbeShell/SpeechVerbs.h"
 
 namespace nimbe {
 namespace {
@@ -172,6 +173,7 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
     historyVerb->footer(historyFooter);
     HistoryVerbs historyVerbs(*historyVerb, history);
     historyVerbs.addAll();
+    SpeechVerbs speech(app);
 
     ModelsOptions models;
     auto* modelsVerb = app.add_subcommand("models", "Install and check speech models");
@@ -189,6 +191,8 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
         else if (const auto* group = groupOf(argc, argv, {historyVerb, modelsVerb}))
             streams.error << "Usage: nimbe " << group->get_name() << " VERB [OPTIONS]\nnimbe "
                           << group->get_name() << " --help lists the verbs.\n";
+        else if (speech.isParsed())
+            streams.error << speech.usage();
         else
             streams.error << "Usage: nimbe VERB [OPTIONS]\nnimbe --help lists the verbs.\n";
         return ExitCode::usage;
@@ -208,6 +212,7 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
         const auto* modelServices = services.models(streams.error);
         return modelServices ? runModels(models, *modelServices, streams) : ExitCode::failure;
     }
+    if (speech.isParsed()) return speech.run(services, streams);
     const auto* historyServices = services.history(streams.error);
     return historyServices ? runHistory(history, *historyServices, streams) : ExitCode::failure;
 }

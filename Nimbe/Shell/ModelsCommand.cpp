@@ -1,6 +1,7 @@
 #include "NimbeShell/ModelsCommand.h"
 
 #include <algorithm>
+#include <array>
 #include <ostream>
 
 #include "Foundation/Json.h"
@@ -8,6 +9,19 @@
 
 namespace nimbe {
 namespace {
+
+/// Decimal units, rounded.
+std::string sizeText(std::uint64_t bytes) {
+    constexpr std::array units{"bytes", "kB", "MB", "GB"};
+    std::size_t unit = 0;
+    std::uint64_t one = 1;
+    // Rounded: 999,500 bytes are a megabyte.
+    while (unit + 1 < units.size() && (bytes + one / 2) / one >= 1000) {
+        one *= 1000;
+        ++unit;
+    }
+    return std::to_string((bytes + one / 2) / one) + " " + units.at(unit);
+}
 
 using Kind = SpeechModelError::Kind;
 using Outcome = Result<void, SpeechModelError>;
@@ -175,9 +189,13 @@ int ModelsCommand::status() {
 }
 
 Outcome ModelsCommand::installFrom(const SpeechModel& model, const std::string& address) {
-    DownloadProgress progress(streams.error, idOf(model), services.progress);
+    const auto form = options.isJson ? ProgressBar::Form::none : services.progress;
+    ProgressBar bar(streams.error, idOf(model), form);
     return wait(services.models.install(model, address, [&](SpeechModels::Progress now) {
-        if (!options.isJson) progress.show(now);
+        const auto done = std::min(now.done, now.total);
+        if (now.total > 0)
+            bar.show(static_cast<double>(done) / static_cast<double>(now.total),
+                sizeText(done) + " of " + sizeText(now.total));
     }));
 }
 

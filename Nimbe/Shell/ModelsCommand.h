@@ -7,7 +7,7 @@
 #include "Foundation/UserDefaults.h"
 #include "NimbeEngine/Speech/SpeechModels.h"
 #include "NimbeShell/CommandLine.h"
-#include "NimbeShell/DownloadProgress.h"
+#include "NimbeShell/ProgressBar.h"
 
 namespace nimbe {
 
@@ -24,7 +24,7 @@ struct ModelServices {
     SpeechModels& models;
     UserDefaults& defaults;
     RunLoop& loop; // the models' main actor; it runs while a verb waits
-    DownloadProgress::Form progress = DownloadProgress::Form::lines;
+    ProgressBar::Form progress = ProgressBar::Form::lines;
 };
 
 [[nodiscard]] int runModels(

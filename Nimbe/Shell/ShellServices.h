@@ -1,7 +1,10 @@
 #pragma once
 
+#include "NimbeShell/DevicesCommand.h"
 #include "NimbeShell/HistoryCommand.h"
+#include "NimbeShell/ListenCommand.h"
 #include "NimbeShell/ModelsCommand.h"
+#include "NimbeShell/TranscribeCommand.h"
 
 namespace nimbe {
 
@@ -16,6 +19,13 @@ public:
     /// Null, with a message on `error`, when there is no place for them either or
     /// nothing that could manage them.
     [[nodiscard]] virtual const ModelServices* models(std::ostream& error) = 0;
+
+    // Null, with a message on `error`, when what hearing needs cannot be loaded.
+    [[nodiscard]] virtual const TranscribeServices* transcription(std::ostream& error) = 0;
+    [[nodiscard]] virtual const DevicesServices* devices(std::ostream& error) = 0;
+    /// With the model of that id; empty: the default.
+    [[nodiscard]] virtual const ListenServices* listening(
+        const std::string& model, std::ostream& error) = 0;
 };
 
 } // namespace nimbe

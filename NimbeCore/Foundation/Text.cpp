@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include <unicode/brkiter.h>
 #include <unicode/locid.h>
@@ -234,6 +235,17 @@ std::string onOneLine(std::string_view utf8, std::size_t most) {
     if (end == line.size() && !isCut) return toUtf8(line);
     line.resize(end);
     return toUtf8(line) + "…";
+}
+
+std::string ending(std::string_view utf8, std::size_t most) {
+    const auto all = toUtf16(trimmed(utf8)).text;
+    Characters characters(all);
+    std::vector<std::size_t> begins;
+    for (std::size_t at = 0; at < all.size(); at = characters.after(at)) begins.push_back(at);
+    if (begins.size() <= most) return onOneLine(utf8, most);
+    if (most == 0) return {};
+    const auto begin = begins[begins.size() - (most - 1)];
+    return "…" + onOneLine(toUtf8(std::u16string_view(all).substr(begin)), most);
 }
 
 std::size_t characterCount(std::string_view utf8) {

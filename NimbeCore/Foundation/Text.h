@@ -55,6 +55,10 @@ void trim(std::u16string& text);
 /// characters and line breaks as single blanks, "…" where text was left out.
 [[nodiscard]] std::string onOneLine(std::string_view utf8, std::size_t most);
 
+/// The same for the end of a text: the last `most` characters, "…" in front where
+/// text was left out.
+[[nodiscard]] std::string ending(std::string_view utf8, std::size_t most);
+
 /// With blanks at its end up to `length` user-perceived characters.
 [[nodiscard]] std::string padded(std::string text, std::size_t length);
 

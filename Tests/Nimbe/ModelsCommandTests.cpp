@@ -125,7 +125,7 @@ TEST_F(ModelsCommandTest, progressIsALineForEachTenthOrABar) {
                                               "tiny: 100 %, 31 MB of 31 MB\n");
     models.places.clear();
     models.installations.emplace_back();
-    modelServices.progress = DownloadProgress::Form::bar;
+    modelServices.progress = ProgressBar::Form::bar;
     models.progress = {total / 2 + 1};
     const auto bar = run({"install", "tiny"}).error;
     EXPECT_NE(bar.find(" [####################                    ] 50 %"), bar.npos) << bar;

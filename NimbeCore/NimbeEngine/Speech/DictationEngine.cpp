@@ -30,6 +30,7 @@ DictationEngine::~DictationEngine() {
 Task<void> DictationEngine::start(std::string localeID) {
     if (_isRunning.get()) co_return;
     finalizedText.clear();
+    finals.clear();
     resultsFinished = false;
     isStopping = false;
     isCancelled = false;
@@ -138,6 +139,7 @@ void DictationEngine::take(const TranscriptionResult& result, long number) {
         return;
     }
     finalizedText += result.text;
+    finals.push_back(result);
     log.info("results stream: FINAL #%ld len=%zu", number, text::characterCount(result.text));
     _liveTranscript.set(finalizedText);
 }

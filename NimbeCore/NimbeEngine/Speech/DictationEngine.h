@@ -43,6 +43,9 @@ public:
     /// Ends the session and forgets what was said.
     void cancel();
 
+    /// The session's, or the last one's, with their times.
+    [[nodiscard]] const std::vector<TranscriptionResult>& finalResults() const { return finals; }
+
 private:
     MainActor& actor;
     AudioCapture& capture;
@@ -59,6 +62,7 @@ private:
     bool isCancelled = false; // while stopping
     TaskHandle levelTask;
     std::string finalizedText;
+    std::vector<TranscriptionResult> finals;
     std::optional<std::string> activeLocaleID;
 
     [[nodiscard]] Task<void> begin(std::string localeID);

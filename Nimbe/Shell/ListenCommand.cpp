@@ -1,0 +1,113 @@
+#include "NimbeShell/ListenCommand.h"
+
+#include <algorithm>
+#include <array>
+#include <ostream>
+
+#include "Foundation/Text.h"
+#include "NimbeEngine/Speech/AppleSpeechEngine.h"
+#include "NimbeShell/Transcript.h"
+
+namespace nimbe {
+namespace {
+
+constexpr const char* verb = "nimbe listen";
+
+/// The line on the terminal while somebody speaks: a level, and the end of the text.
+class LiveLine {
+public:
+    LiveLine(DictationEngine& engine, std::ostream& output, int columns)
+        : engine(engine), output(output), columns(columns) {
+        if (columns < 20) return;
+        const auto redraw = [this](const auto&) {
+            draw();
+        };
+        text = engine._liveTranscript.observe(redraw);
+        level = engine._levels.observe(redraw);
+        progress = engine._prepProgress.observe(redraw);
+    }
+    ~LiveLine() {
+        if (isDrawn) output << "\r\x1B[K" << std::flush;
+    }
+    LiveLine(const LiveLine&) = delete;
+    LiveLine& operator=(const LiveLine&) = delete;
+
+private:
+    DictationEngine& engine;
+    std::ostream& output;
+    int columns;
+    bool isDrawn = false;
+    Token text, level, progress;
+
+    void draw() {
+        if (!engine._isRunning.get()) return;
+        isDrawn = true;
+        output << "\r" << line() << "\x1B[K" << std::flush;
+    }
+
+    [[nodiscard]] std::string line() const {
+        if (const auto part = engine._prepProgress.get())
+            return "Downloading the speech model: " +
+                   std::to_string(static_cast<int>(*part * 100)) + " %";
+        constexpr std::array bars{"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
+        const auto& levels = engine._levels.get();
+        const double now = levels.empty() ? 0 : levels.back();
+        const auto height = static_cast<std::size_t>(now * (bars.size() - 1) + 0.5);
+        const auto& spoken = engine._liveTranscript.get();
+        const auto room = static_cast<std::size_t>(columns) - 4;
+        const auto words = spoken.empty() ? "Listening. Enter ends." : text::ending(spoken, room);
+        return std::string(bars.at(std::min(height, bars.size() - 1))) + " " + words;
+    }
+};
+
+/// Ends the dictation when the user does, or when the microphone went away.
+Task<void> listen(DictationEngine& engine, Completion<bool> ended, std::string& transcript) {
+    auto starting = engine.start(std::string(AppleSpeechEngine::defaultLocaleID));
+    co_await starting;
+    if (!engine._isRunning.get()) co_return;
+    co_await ended;
+    auto stopping = engine.stop();
+    transcript = co_await stopping;
+}
+
+} // namespace
+
+int runListen(const ListenOptions& options, const ListenServices& services, ShellServices& shell,
+    Streams streams) {
+    auto& engine = services.engine;
+    Transcript transcript;
+    const Completion<bool> ended(services.loop);
+    const auto end = [ended] {
+        ended.complete(true);
+    };
+    {
+        const LiveLine line(engine, streams.error, services.columns);
+        const auto input = services.onEndOfInput(end);
+        const auto problem = engine._errorMessage.observe([&](const auto& message) {
+            if (message) end();
+        });
+        services.loop.runUntilDone(listen(engine, ended, transcript.raw));
+    }
+    // What was said before the problem is written all the same.
+    const auto& problem = engine._errorMessage.get();
+    if (problem) streams.error << verb << ": " << *problem << "\n";
+    bool isDone = !problem;
+    transcript.utterances = engine.finalResults();
+    if (!transcript.utterances.empty()) transcript.duration = transcript.utterances.back().end;
+    const auto finished = transcript.finished();
+    if (options.isSaved && finished)
+        isDone = saveTranscript(*finished, options.mode, shell, verb, streams.error) && isDone;
+    if (options.isJson)
+        streams.output << Json(transcript.json()).text() << "\n";
+    else if (options.isRaw && !transcript.raw.empty())
+        streams.output << transcript.raw << "\n";
+    else if (finished)
+        streams.output << *finished << "\n";
+    else if (!problem)
+        streams.error << verb << ": Nothing was heard.\n";
+    streams.output.flush();
+    if (!streams.output) streams.error << verb << ": The output cannot be written.\n";
+    return isDone && streams.output ? ExitCode::success : ExitCode::failure;
+}
+
+} // namespace nimbe

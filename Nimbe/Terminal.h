@@ -1,0 +1,12 @@
+#pragma once
+
+namespace nimbe::terminal {
+
+inline constexpr int standardError = 2;
+
+[[nodiscard]] bool isOne(int descriptor);
+
+/// 0 when it is none.
+[[nodiscard]] int columns(int descriptor);
+
+} // namespace nimbe::terminal
