@@ -109,12 +109,13 @@ Tone Tone::of(const std::vector<float>& samples, double sampleRate) {
     return tone;
 }
 
-UsbMicrophone::UsbMicrophone(std::string name, std::string format, std::string description)
+UsbMicrophone::UsbMicrophone(
+    std::string name, const std::string& format, const std::string& description)
     : name(std::move(name)) {
     sinkModule = pactl(
         {"load-module", "module-null-sink", "sink_name=" + this->name, "norewinds=1 " + format});
     sourceModule = pactl({"load-module", "module-remap-source", "source_name=" + uid(),
-        "master=" + this->name + ".monitor",
+        "master=" + this->name + ".monitor " + format,
         "source_properties='device.description=\"" + description + "\"'"});
 }
 

@@ -6,7 +6,6 @@
 #include <span>
 #include <stdexcept>
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -61,8 +60,8 @@ struct Tone {
 /// A microphone that can be unplugged; it hears what is played to the sink NAME.
 class UsbMicrophone {
 public:
-    explicit UsbMicrophone(std::string name, std::string format = "rate=48000 channels=1",
-        std::string description = "Usb");
+    explicit UsbMicrophone(std::string name, const std::string& format = "rate=48000 channels=1",
+        const std::string& description = "Usb");
     ~UsbMicrophone();
     UsbMicrophone(const UsbMicrophone&) = delete;
     UsbMicrophone& operator=(const UsbMicrophone&) = delete;
@@ -90,7 +89,7 @@ public:
 private:
     TemporaryFolder folder;
     std::string previous;
-    pid_t pid = 0;
+    int pid = 0;
 };
 
 /// The session's server does not answer while this lives.
