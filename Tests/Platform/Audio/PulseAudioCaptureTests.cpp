@@ -137,6 +137,16 @@ TEST_F(PulseAudioCapture, anUnpluggedDeviceEndsItAndIsNotExchanged) {
     EXPECT_TRUE(start(byDefault)) << "the engine can be used again";
 }
 
+TEST_F(PulseAudioCapture, aDeviceUnpluggedDuringTheStopIsNotTold) {
+    UsbMicrophone usb("usb");
+    ASSERT_TRUE(start(chosen("usb_mic")));
+    ASSERT_TRUE(recorder.waitForMore(1));
+    loop.post([&] { loop.post([&] { usb.unplug(); }); }); // the stop waits by then
+    wait(engine->stop());
+    (void)wait(input.devices());
+    EXPECT_TRUE(ends.empty());
+}
+
 TEST_F(PulseAudioCapture, aDeviceThatVanishesBeforeTheStartIsNotExchanged) {
     UsbMicrophone usb("usb");
     ASSERT_TRUE(wait(engine->inputFormat(chosen("usb_mic"))));
