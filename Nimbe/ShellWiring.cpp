@@ -11,6 +11,7 @@
 #include "NimbeEngine/Speech/SpeechModelAssets.h"
 #include "NimbeKitCore/History/LocalKeychainKeyStore.h"
 #include "NimbeShell/ShellLog.h"
+#include "PlatformLog/JournalLog.h"
 #include "PlatformSecrets/SecretFileStore.h"
 #include "PlatformSecrets/SecretServiceStore.h"
 #include "PlatformSecrets/UnavailableSecretStore.h"
@@ -89,21 +90,33 @@ struct HearingStack {
     ModelServices modelServices;
 };
 
+/// A dictation's own lines: for the journal, where there is one. Its user reads the
+/// verb's messages.
+class DictationLog final : public LogSink {
+public:
+    void write(LogLevel level, std::string_view category, std::string_view line) override {
+        if (journal) journal->write(level, category, line);
+    }
+
+private:
+    std::unique_ptr<LogSink> journal = JournalLog::connect();
+};
+
 /// One dictation from the microphone.
 struct ListeningStack {
     ListeningStack(
         Ground& ground, HearingStack& hearing, HearingModule& module, const SpeechModel& model)
         : assets(*hearing.models, model, ground.defaults.get(speechModelBaseAddress)),
-          capture(*hearing.input, module.audioConverters(), ground.defaults, ground.log),
+          capture(*hearing.input, module.audioConverters(), ground.defaults, log),
           recogniser(
-              hearing.loop, module.speechRuntime(), [this] { return assets.folder(); }, ground.log),
-          speech(recogniser, assets, ground.log),
-          engine(hearing.loop, capture, speech, assets, ground.log),
+              hearing.loop, module.speechRuntime(), [this] { return assets.folder(); }, log),
+          speech(recogniser, assets, log), engine(hearing.loop, capture, speech, assets, log),
           services{engine, hearing.loop,
               [&loop = hearing.loop](
                   std::function<void()> onEnd) { return watchEndOfInput(loop, std::move(onEnd)); },
               terminal::columns(terminal::standardError)} {}
 
+    DictationLog log;
     SpeechModelAssets assets;
     AudioCapture capture;
     LocalSpeechEngine recogniser;
