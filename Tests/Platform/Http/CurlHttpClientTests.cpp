@@ -353,11 +353,12 @@ TEST_F(CurlHttpClientTest, severalAtOnceDoNotHoldEachOtherUp) {
     server.put("/page", Page{.body = "quick"});
     std::vector<std::optional<Answer>> answers(5);
     std::vector<TaskHandle> tasks;
-    for (auto& answer : answers)
-        tasks.push_back(startTask(
-            loop, keepAnswer(client->send(request(tasks.size() < 4 ? "/hangs" : "/page"), nullptr),
-                      answer)));
-    EXPECT_TRUE(waitUntil([&] { return answers[4].has_value(); }));
+    for (auto& answer : answers) {
+        auto asked = request(tasks.size() < 4 ? "/hangs" : "/page");
+        asked.stallDeadline = 60; // beyond this test: only a stop ends them
+        tasks.push_back(startTask(loop, keepAnswer(client->send(asked, nullptr), answer)));
+    }
+    EXPECT_TRUE(waitUntil([&] { return answers[4].has_value() && server.requests().size() == 5; }));
     EXPECT_TRUE(*answers[4]);
     EXPECT_FALSE(answers[0]);
     tasks.clear();
