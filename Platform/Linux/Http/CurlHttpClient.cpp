@@ -30,7 +30,7 @@ private:
 };
 
 /// Posts the answer to the main thread.
-CurlTransfer::Handler poster(MainActor& actor, Completion<Answer> completion) {
+CurlTransfer::Handler poster(MainActor& actor, const Completion<Answer>& completion) {
     return [&actor, completion](Answer answer) {
         const auto shared = std::make_shared<Answer>(std::move(answer));
         actor.post([completion, shared] { completion.complete(std::move(*shared)); });
