@@ -35,4 +35,7 @@ void benchmarkText();
 /// The figures of the history.
 void benchmarkHistory();
 
+/// The figures of sound and speech; feeds dictations in real time.
+void benchmarkSpeech();
+
 } // namespace nimbe

@@ -1,4 +1,4 @@
-#include "AllocationCount.h"
+#include "Support/AllocationCount.h"
 
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
