@@ -17,9 +17,10 @@ constexpr double tokensPerSecond = 7;
 constexpr std::size_t leastCap = 8;
 
 // A guess is checked in one pass over all of it, whose quantized sums differ from those
-// of single steps in the last digits. Where two tokens are about as good that could
-// choose the other one, so from there on the steps decide.
-constexpr float clearLead = 0.5F;
+// of single steps. Over 1,143 tokens of base the lead of the best over the next differed
+// by 0.12 in the median and 1.1 at most, and 4 times the other one was chosen, at a lead
+// of 0.02 to 0.17. Where the lead is smaller than this, the steps decide from there on.
+constexpr float clearLead = 1.2F;
 
 // Where the decoder's inputs and outputs begin to be cache.
 constexpr std::size_t firstCacheInput = 2;

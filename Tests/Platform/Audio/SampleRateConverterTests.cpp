@@ -8,8 +8,8 @@
 
 #include <gtest/gtest.h>
 
-#include "AllocationCount.h"
 #include "PlatformAudio/SampleRateConverters.h"
+#include "Support/AllocationCount.h"
 
 namespace nimbe {
 namespace {
