@@ -8,6 +8,9 @@ SHELL := /bin/bash
 
 nimbe := build/release/Nimbe/nimbe
 
+# Read for LibriVox, in Debian's pocketsphinx-testdata.
+sample := /usr/share/pocketsphinx/test/data/librivox/sense_and_sensibility_01_austen_64kb-0870.wav
+
 # What CMake finds is of interest only when something is missing.
 configure = mkdir -p build && cmake --preset release >build/configure.log || \
 	{ cat build/configure.log; exit 1; }
@@ -16,13 +19,11 @@ configure = mkdir -p build && cmake --preset release >build/configure.log || \
 help:
 	@awk '/^## /{text=substr($$0,4)} /^[a-z]+:/{if(text)printf "make %-8s %s\n",substr($$1,1,length($$1)-1),text;text=""}' Makefile
 
-## Formats the sample transcript: before and after.
+## Transcribes a recording: human speech to finished text.
 run: configured
 	@cmake --build --preset release --target nimbe
-	@echo "--- raw transcript (assets/sample-transcript.txt)"
-	@cat assets/sample-transcript.txt
-	@echo "--- finished text"
-	@$(nimbe) format <assets/sample-transcript.txt
+	@echo "--- $(sample)"
+	@$(nimbe) transcribe $(sample)
 
 ## Builds with warnings as errors, runs all tests.
 test: configured
