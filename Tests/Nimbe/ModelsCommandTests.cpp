@@ -19,6 +19,12 @@ public:
     explicit OnlyModels(const ModelServices& services) : services(services) {}
     const HistoryServices* history(std::ostream& /*error*/) override { return nullptr; }
     const ModelServices* models(std::ostream& /*error*/) override { return &services; }
+    const TranscribeServices* transcription(std::ostream& /*error*/) override { return nullptr; }
+    const DevicesServices* devices(std::ostream& /*error*/) override { return nullptr; }
+    const ListenServices* listening(
+        const std::string& /*model*/, std::ostream& /*error*/) override {
+        return nullptr;
+    }
 
 private:
     const ModelServices& services;
