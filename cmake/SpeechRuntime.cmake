@@ -35,14 +35,19 @@ set_target_properties(OnnxRuntime PROPERTIES
     INTERFACE_COMPILE_DEFINITIONS ORT_API_MANUAL_INIT=1)
 
 set(NIMBE_MODELS_DIR ${CMAKE_BINARY_DIR}/share/nimbe/models)
+
+# Where the executable looks for it, in the build folder and where it is installed.
+function(package_model_file folder file source)
+    file(MAKE_DIRECTORY ${NIMBE_MODELS_DIR}/${folder})
+    file(CREATE_LINK ${source} ${NIMBE_MODELS_DIR}/${folder}/${file} SYMBOLIC)
+    install(FILES ${source} DESTINATION share/nimbe/models/${folder} RENAME ${file})
+endfunction()
+
 foreach(size base tiny)
-    set(folder ${NIMBE_MODELS_DIR}/moonshine-${size}-en)
     set(quantized ${npm}/@usefulsensors/moonshine-js/dist/model/${size}/quantized)
-    file(MAKE_DIRECTORY ${folder})
-    file(CREATE_LINK ${quantized}/encoder_model.onnx ${folder}/encoder_model.onnx SYMBOLIC)
-    file(CREATE_LINK ${quantized}/decoder_model_merged.onnx ${folder}/decoder_model_merged.onnx
-        SYMBOLIC)
-    file(CREATE_LINK ${npm}/speech-tokens.txt ${folder}/tokens.txt SYMBOLIC)
-    file(CREATE_LINK ${npm}/@ricky0123/vad-web/dist/silero_vad_v6.onnx
-        ${folder}/silero_vad.onnx SYMBOLIC)
+    set(folder moonshine-${size}-en)
+    package_model_file(${folder} encoder_model.onnx ${quantized}/encoder_model.onnx)
+    package_model_file(${folder} decoder_model_merged.onnx ${quantized}/decoder_model_merged.onnx)
+    package_model_file(${folder} tokens.txt ${npm}/speech-tokens.txt)
+    package_model_file(${folder} silero_vad.onnx ${npm}/@ricky0123/vad-web/dist/silero_vad_v6.onnx)
 endforeach()

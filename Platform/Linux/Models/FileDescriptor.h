@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <system_error>
-#include <unistd.h>
 #include <utility>
 
 namespace nimbe {
@@ -22,9 +21,7 @@ public:
         std::swap(descriptor, other.descriptor);
         return *this;
     }
-    ~FileDescriptor() {
-        if (descriptor >= 0) ::close(descriptor);
-    }
+    ~FileDescriptor();
 
     [[nodiscard]] int get() const { return descriptor; }
     explicit operator bool() const { return descriptor >= 0; }
