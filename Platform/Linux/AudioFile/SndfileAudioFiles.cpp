@@ -1,7 +1,5 @@
 #include "PlatformAudioFile/SndfileAudioFiles.h"
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <sndfile.h>
@@ -20,22 +18,41 @@ AudioFileError systemError(int number) {
         std::generic_category().message(number)};
 }
 
-/// The library takes the sound that is there, and only notes that the header promised
-/// more.
-bool endsEarly(SNDFILE* file) {
-    std::array<char, 16384> log{};
-    const int length = sf_command(file, SFC_GET_LOG_INFO, log.data(), log.size());
-    const std::string_view text(log.data(), static_cast<std::size_t>(std::max(length, 0)));
-    return text.find("(should be") != std::string_view::npos;
+/// Bytes of sound that the header promises, where it stands in a chunk of its own.
+std::optional<std::uint64_t> promisedBytes(SNDFILE* file) {
+    for (const std::string_view name : {"data", "SSND"}) {
+        SF_CHUNK_INFO chunk{};
+        name.copy(chunk.id, sizeof chunk.id);
+        chunk.id_size = static_cast<unsigned>(name.size());
+        const auto* found = sf_get_chunk_iterator(file, &chunk);
+        if (found && sf_get_chunk_size(found, &chunk) == SF_ERR_NO_ERROR) return chunk.datalen;
+    }
+    return std::nullopt;
+}
+
+/// What programs write that send a recording down a pipe and cannot know its length:
+/// near the largest 31-bit or 32-bit number.
+bool isPlaceholder(std::uint64_t bytes) {
+    return (bytes >= 0x7FFF'0000 && bytes <= 0x8000'0000) || bytes >= 0xFFFF'0000;
+}
+
+/// The library takes the sound that is there for all of it.
+bool endsEarly(SNDFILE* file, std::uint64_t fileSize) {
+    constexpr std::uint64_t leastHeader = 44; // of a WAV file
+    const auto promised = promisedBytes(file);
+    return promised && !isPlaceholder(*promised) && *promised + leastHeader > fileSize;
 }
 
 class SndfileAudioFile final : public AudioFile {
 public:
-    SndfileAudioFile(SNDFILE* file, const SF_INFO& info)
-        : file(file), info(info), isTruncated(endsEarly(file)) {}
+    SndfileAudioFile(SNDFILE* file, int descriptor, const SF_INFO& info, std::uint64_t fileSize)
+        : file(file), descriptor(descriptor), info(info), isTruncated(endsEarly(file, fileSize)) {}
     SndfileAudioFile(const SndfileAudioFile&) = delete;
     SndfileAudioFile& operator=(const SndfileAudioFile&) = delete;
-    ~SndfileAudioFile() override { sf_close(file); }
+    ~SndfileAudioFile() override {
+        sf_close(file);
+        ::close(descriptor);
+    }
 
     [[nodiscard]] AudioFormat format() const override {
         return {static_cast<double>(info.samplerate), static_cast<unsigned>(info.channels)};
@@ -47,28 +64,28 @@ public:
     }
 
     [[nodiscard]] Result<std::size_t, AudioFileError> read(std::span<float> samples) override {
+        if (isEnded) return std::size_t{0};
         const auto wanted = samples.size() / static_cast<std::size_t>(info.channels);
         const auto count = sf_readf_float(file, samples.data(), static_cast<sf_count_t>(wanted));
         if (count > 0) {
             done += count;
             return static_cast<std::size_t>(count);
         }
+        isEnded = true;
         if (sf_error(file) != SF_ERR_NO_ERROR)
             return failure(AudioFileError{Kind::damaged, sf_strerror(file)});
         // Compressed formats end where their data ends, whatever their header says.
-        const bool isShort = isTruncated || (frames() && done < info.frames);
-        if (isShort && !isReported) {
-            isReported = true;
+        if (isTruncated || (frames() && done < info.frames))
             return failure(AudioFileError{Kind::damaged, "it ends early"});
-        }
         return std::size_t{0};
     }
 
 private:
     SNDFILE* file;
+    int descriptor;
     SF_INFO info;
     bool isTruncated;
-    bool isReported = false;
+    bool isEnded = false;
     sf_count_t done = 0;
 };
 
@@ -86,14 +103,15 @@ Result<std::unique_ptr<AudioFile>, AudioFileError> SndfileAudioFiles::open(
         return failure(AudioFileError{Kind::notReadable, "it is not a regular file"});
     }
     SF_INFO info{};
-    SNDFILE* file = sf_open_fd(descriptor, SFM_READ, &info, SF_TRUE);
-    // On failure the library has closed the descriptor as well.
-    if (!file) return failure(AudioFileError{Kind::notAudio, sf_strerror(nullptr)});
-    if (info.samplerate <= 0 || info.channels <= 0) {
-        sf_close(file);
-        return failure(AudioFileError{Kind::unusable});
+    SNDFILE* file = sf_open_fd(descriptor, SFM_READ, &info, SF_FALSE);
+    if (!file) {
+        ::close(descriptor);
+        return failure(AudioFileError{Kind::notAudio, sf_strerror(nullptr)});
     }
-    return std::make_unique<SndfileAudioFile>(file, info);
+    auto opened = std::make_unique<SndfileAudioFile>(
+        file, descriptor, info, static_cast<std::uint64_t>(status.st_size));
+    if (info.samplerate <= 0 || info.channels <= 0) return failure(AudioFileError{Kind::unusable});
+    return opened;
 }
 
 } // namespace nimbe
