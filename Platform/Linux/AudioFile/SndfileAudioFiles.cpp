@@ -8,6 +8,8 @@
 #include <system_error>
 #include <unistd.h>
 
+#include "PlatformAudioFile/MpegAudioFile.h"
+
 namespace nimbe {
 namespace {
 
@@ -102,6 +104,7 @@ Result<std::unique_ptr<AudioFile>, AudioFileError> SndfileAudioFiles::open(
         ::close(descriptor);
         return failure(AudioFileError{Kind::notReadable, "it is not a regular file"});
     }
+    if (MpegAudioFile::isOne(descriptor)) return MpegAudioFile::open(descriptor);
     SF_INFO info{};
     SNDFILE* file = sf_open_fd(descriptor, SFM_READ, &info, SF_FALSE);
     if (!file) {
