@@ -76,11 +76,13 @@ struct HearingStack {
           transcription{module.audioFiles(), module.audioConverters(), module.speechRuntime(),
               *models,
               terminal::isOne(terminal::standardError) ? ProgressBar::Form::bar
-                                                       : ProgressBar::Form::none},
+                                                       : ProgressBar::Form::none,
+              terminal::columns(terminal::standardError)},
           devices{*input, ground.defaults, loop}, modelServices{*models, ground.defaults, loop,
                                                       terminal::isOne(terminal::standardError)
                                                           ? ProgressBar::Form::bar
-                                                          : ProgressBar::Form::lines} {}
+                                                          : ProgressBar::Form::lines,
+                                                      terminal::columns(terminal::standardError)} {}
 
     RunLoop loop;
     std::unique_ptr<AudioInput> input;

@@ -190,7 +190,7 @@ int ModelsCommand::status() {
 
 Outcome ModelsCommand::installFrom(const SpeechModel& model, const std::string& address) {
     const auto form = options.isJson ? ProgressBar::Form::none : services.progress;
-    ProgressBar bar(streams.error, idOf(model), form);
+    ProgressBar bar(streams.error, idOf(model), form, services.columns);
     return wait(services.models.install(model, address, [&](SpeechModels::Progress now) {
         const auto done = std::min(now.done, now.total);
         if (now.total > 0)

@@ -25,6 +25,7 @@ struct ModelServices {
     UserDefaults& defaults;
     RunLoop& loop; // the models' main actor; it runs while a verb waits
     ProgressBar::Form progress = ProgressBar::Form::lines;
+    int columns = 80; // of the terminal that the progress is shown on
 };
 
 [[nodiscard]] int runModels(

@@ -11,9 +11,10 @@ class ProgressBar {
 public:
     enum class Form { bar, lines, none };
 
-    /// `name` is short: the bar stands on one line.
-    ProgressBar(std::ostream& output, std::string name, Form form)
-        : output(output), name(std::move(name)), form(form) {}
+    /// The bar stands on one line of so many columns: it shrinks, then is left out, then
+    /// the name is cut.
+    ProgressBar(std::ostream& output, std::string name, Form form, int columns)
+        : output(output), name(std::move(name)), form(form), columns(columns) {}
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;
 
@@ -24,8 +25,11 @@ private:
     std::ostream& output;
     std::string name;
     Form form;
+    int columns;
     int lastPercent = -1;
     int lastTenth = -1;
+
+    [[nodiscard]] std::string line(int percent, const std::string& amount) const;
 };
 
 } // namespace nimbe

@@ -84,7 +84,8 @@ private:
     FileTranscriber::Transcript hear(AudioFile& file, const std::string& path) {
         constexpr std::size_t longestName = 20;
         const auto name = std::filesystem::path(path).filename().string();
-        ProgressBar bar(streams.error, text::onOneLine(name, longestName), services.progress);
+        ProgressBar bar(
+            streams.error, text::onOneLine(name, longestName), services.progress, services.columns);
         const double rate = file.format().sampleRate;
         const auto frames = file.frames();
         const Seconds length = frames ? static_cast<Seconds>(*frames) / rate : 0;

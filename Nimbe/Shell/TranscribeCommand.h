@@ -30,6 +30,7 @@ struct TranscribeServices {
     SpeechRuntime& runtime;
     SpeechModels& models;
     ProgressBar::Form progress = ProgressBar::Form::none;
+    int columns = 80; // of the terminal that the progress is shown on
 };
 
 /// Recordings to text on standard output. Fails when one of them could not be read to
