@@ -1,5 +1,6 @@
 #include "NimbeShell/TranscribeCommand.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <optional>
 #include <ostream>
@@ -24,6 +25,13 @@ std::string clockTime(Seconds seconds) {
     return text;
 }
 
+/// A name may hold what a terminal would obey.
+std::string shown(const std::string& path) {
+    const bool isPlain = std::none_of(
+        path.begin(), path.end(), [](char c) { return (c >= 0 && c < ' ') || c == '\x7F'; });
+    return isPlain ? path : text::onOneLine(path, path.size());
+}
+
 class TranscribeCommand {
 public:
     TranscribeCommand(const TranscribeOptions& options, const TranscribeServices& services,
@@ -31,9 +39,17 @@ public:
         : options(options), services(services), shell(shell), streams(streams) {}
 
     [[nodiscard]] int run() {
-        if (!loadModel()) return ExitCode::failure;
         bool isDone = true;
-        for (const auto& file : options.files) isDone = transcribe(file) && isDone;
+        for (const auto& path : options.files) {
+            const auto file = services.files.open(path);
+            if (!file) {
+                isDone = refuse(path, file.error().message());
+                continue;
+            }
+            // Not before there is a recording to hear.
+            if (!recognizer.decoder && !loadModel()) return ExitCode::failure;
+            isDone = transcribe(path, **file) && isDone;
+        }
         streams.output.flush();
         if (!streams.output) isDone = fail("The output cannot be written.");
         return isDone ? ExitCode::success : ExitCode::failure;
@@ -67,17 +83,25 @@ private:
         return true;
     }
 
-    bool transcribe(const std::string& path) {
-        const auto file = services.files.open(path);
-        if (!file) return fail(path + ": " + file.error().message());
-        const auto transcript = hear(**file, path);
-        if (transcript.error) fail(path + ": " + transcript.error->message());
+    bool refuse(const std::string& path, const std::string& message) {
+        if (options.isJson) {
+            Json::Object object;
+            object.push_back({"file", Json(text::mended(path))});
+            object.push_back({"error", Json(message)});
+            streams.output << Json(std::move(object)).text() << "\n" << std::flush;
+        }
+        return fail(shown(path) + ": " + message);
+    }
+
+    bool transcribe(const std::string& path, AudioFile& file) {
+        const auto transcript = hear(file, path);
+        if (transcript.error) fail(shown(path) + ": " + transcript.error->message());
         const Transcript result{transcript.text, transcript.utterances, transcript.duration};
         bool isDone = !transcript.error;
         if (options.isSaved)
             if (const auto text = result.finished())
                 isDone = saveTranscript(*text, options.mode, shell, verb, streams.error) && isDone;
-        write(path, result);
+        write(path, result, transcript.error);
         return isDone;
     }
 
@@ -95,17 +119,19 @@ private:
         });
     }
 
-    void write(const std::string& path, const Transcript& transcript) {
+    void write(const std::string& path, const Transcript& transcript,
+        const std::optional<AudioFileError>& error) {
         if (options.isJson) {
             auto object = transcript.json();
-            object.insert(object.begin(), {"file", Json(path)});
+            object.insert(object.begin(), {"file", Json(text::mended(path))});
+            if (error) object.push_back({"error", Json(error->message())});
             streams.output << Json(std::move(object)).text() << "\n" << std::flush;
             return;
         }
         const auto text =
             options.isRaw && !transcript.raw.empty() ? transcript.raw : transcript.finished();
         if (!text) {
-            streams.error << verb << ": " << path << ": There is no speech in it.\n";
+            streams.error << verb << ": " << shown(path) << ": There is no speech in it.\n";
             return;
         }
         // Between the texts of several recordings a blank line.

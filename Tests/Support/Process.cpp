@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,8 +15,6 @@ extern char** environ;
 
 namespace nimbe {
 namespace {
-
-constexpr int patienceMilliseconds = 30'000;
 
 struct Pipe {
     int read = -1;
@@ -51,7 +50,7 @@ void drain(int& end, std::string& into) {
 
 } // namespace
 
-Process Process::run(std::vector<std::string> arguments, std::string_view input) {
+Process Process::run(std::vector<std::string> arguments, std::string_view input, int patience) {
     std::signal(SIGPIPE, SIG_IGN);
     Pipe in;
     Pipe out;
@@ -79,7 +78,7 @@ Process Process::run(std::vector<std::string> arguments, std::string_view input)
         if (input.empty()) Pipe::closeEnd(in.write);
         std::array<pollfd, 3> ends{
             {{in.write, POLLOUT, 0}, {out.read, POLLIN, 0}, {error.read, POLLIN, 0}}};
-        isLate = ::poll(ends.data(), ends.size(), patienceMilliseconds) == 0;
+        isLate = ::poll(ends.data(), ends.size(), patience * 1000) == 0;
         if (ends[0].revents != 0) {
             const auto count = ::write(in.write, input.data(), input.size());
             if (count > 0) input.remove_prefix(static_cast<std::size_t>(count));
@@ -90,7 +89,9 @@ Process Process::run(std::vector<std::string> arguments, std::string_view input)
     }
     if (isLate) ::kill(child, SIGKILL);
     int status = 0;
-    ::waitpid(child, &status, 0);
+    rusage usage{};
+    ::wait4(child, &status, 0, &usage);
+    process.peakMemory = usage.ru_maxrss;
     if (WIFEXITED(status)) process.exitCode = WEXITSTATUS(status);
     return process;
 }

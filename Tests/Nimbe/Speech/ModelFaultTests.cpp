@@ -1,0 +1,112 @@
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include <gtest/gtest.h>
+
+#include "NimbeEngine/Speech/SpeechModel.h"
+#include "Sound.h"
+#include "Support/Process.h"
+#include "Support/TemporaryFolder.h"
+
+namespace nimbe {
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path packaged =
+    fs::path(NIMBE_EXECUTABLE).parent_path().parent_path() / "share" / "nimbe" / "models";
+
+/// The program with what it loads, copied to a place of its own.
+struct ModelFaultTest : testing::Test {
+    TemporaryFolder folder;
+    const SpeechModel& model = *SpeechModel::named("tiny");
+    fs::path userFolder = folder.path / "home" / "data" / "models" / model.folder;
+    std::string recording = BookRecording::all()[4].path.string();
+
+    ModelFaultTest() { ::setenv("NIMBE_HOME", (folder.path / "home").c_str(), 1); }
+
+    [[nodiscard]] Process transcribe(const fs::path& executable = NIMBE_EXECUTABLE) const {
+        return Process::run({executable.string(), "transcribe", "--model", "tiny", recording}, "");
+    }
+    [[nodiscard]] fs::path copiedExecutable() const {
+        const auto copy = folder.path / "bin" / "nimbe";
+        fs::create_directories(copy.parent_path());
+        fs::copy_file(NIMBE_EXECUTABLE, copy);
+        return copy;
+    }
+    /// In the user's folder, which comes before what is packaged: `damaged` has other
+    /// bytes, all sizes are right.
+    void installWith(std::string_view damaged, const std::string& bytes) const {
+        fs::remove_all(userFolder);
+        fs::create_directories(userFolder);
+        for (const auto& file : model.files) {
+            const auto path = userFolder / file.name;
+            if (file.name != damaged) {
+                fs::create_symlink(packaged / model.folder / file.name, path);
+                continue;
+            }
+            std::ofstream(path, std::ios::binary) << bytes;
+            fs::resize_file(path, file.bytes);
+        }
+    }
+};
+
+} // namespace
+
+TEST_F(ModelFaultTest, aDamagedModelOfTheUsersIsNamedSo) {
+    const std::string noise = [] {
+        std::string bytes;
+        for (unsigned i = 0, state = 1; i < 100'000; ++i) {
+            state = state * 1664525 + 1013904223;
+            bytes += static_cast<char>(state >> 24);
+        }
+        return bytes;
+    }();
+    for (const auto& file : model.files) {
+        for (const auto& bytes : {std::string(), noise}) {
+            installWith(file.name, bytes);
+            const auto process = transcribe();
+            EXPECT_EQ(process.exitCode, 1) << file.name;
+            EXPECT_EQ(process.output, "") << file.name;
+            EXPECT_EQ(process.error,
+                "nimbe transcribe: The speech model cannot be used. Check it with: nimbe models "
+                "verify\n")
+                << file.name;
+        }
+    }
+}
+
+TEST_F(ModelFaultTest, anIncompleteModelOfTheUsersGivesWayToThePackagedOne) {
+    installWith(SpeechModel::tokens, "");
+    fs::resize_file(userFolder / SpeechModel::tokens, 10);
+    const auto process = transcribe();
+    EXPECT_EQ(process.exitCode, 0) << process.error;
+    EXPECT_NE(process.output, "");
+}
+
+TEST_F(ModelFaultTest, aProgramWithoutItsPartsSaysWhichIsMissing) {
+    const auto executable = copiedExecutable();
+    const auto alone = transcribe(executable);
+    EXPECT_EQ(alone.exitCode, 1);
+    EXPECT_EQ(alone.output, "");
+    EXPECT_TRUE(alone.error.starts_with("nimbe: What Nimbe hears with cannot be loaded: "))
+        << alone.error;
+
+    const auto library = fs::path("lib") / "nimbe" / "libnimbe-hearing.so";
+    fs::create_directories((folder.path / library).parent_path());
+    std::ofstream(folder.path / library) << "no library";
+    EXPECT_EQ(transcribe(executable).exitCode, 1);
+    fs::remove(folder.path / library);
+    fs::create_symlink(
+        fs::path(NIMBE_EXECUTABLE).parent_path().parent_path() / library, folder.path / library);
+    const auto noModel = transcribe(executable);
+    EXPECT_EQ(noModel.exitCode, 1);
+    EXPECT_EQ(noModel.error,
+        "nimbe transcribe: The speech model is not installed. Install it with: nimbe models "
+        "install tiny\n");
+    const auto format = Process::run({executable.string(), "format"}, "um hello");
+    EXPECT_EQ(format.exitCode, 0) << "what needs neither works";
+}
+
+} // namespace nimbe
