@@ -27,7 +27,7 @@ public:
         progress = engine._prepProgress.observe(redraw);
     }
     ~LiveLine() {
-        if (isDrawn) output << "\r\x1B[K" << std::flush;
+        if (!drawn.empty()) output << "\r\x1B[K" << std::flush;
     }
     LiveLine(const LiveLine&) = delete;
     LiveLine& operator=(const LiveLine&) = delete;
@@ -36,13 +36,16 @@ private:
     DictationEngine& engine;
     std::ostream& output;
     int columns;
-    bool isDrawn = false;
+    std::string drawn;
     Token text, level, progress;
 
     void draw() {
         if (!engine._isRunning.get()) return;
-        isDrawn = true;
-        output << "\r" << line() << "\x1B[K" << std::flush;
+        // Levels come twenty times a second, mostly the same.
+        auto next = line();
+        if (next == drawn) return;
+        drawn = std::move(next);
+        output << "\r" << drawn << "\x1B[K" << std::flush;
     }
 
     [[nodiscard]] std::string line() const {

@@ -12,8 +12,10 @@ class ShellLog final : public LogSink {
 public:
     explicit ShellLog(std::ostream& error) : error(error) {}
 
-    void write(LogLevel level, std::string_view /*category*/, std::string_view line) override {
-        if (level == LogLevel::error) error << "nimbe: " << line << "\n";
+    void write(LogLevel level, std::string_view category, std::string_view line) override {
+        // What fails in a dictation comes to the verb in the user's words.
+        const bool isTold = category == "audio" || category == "engine" || category == "speech";
+        if (level == LogLevel::error && !isTold) error << "nimbe: " << line << "\n";
     }
 
 private:
