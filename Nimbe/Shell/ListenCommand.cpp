@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <ostream>
 
 #include "Foundation/Text.h"
@@ -55,7 +56,7 @@ private:
         constexpr std::array bars{"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
         const auto& levels = engine._levels.get();
         const double now = levels.empty() ? 0 : levels.back();
-        const auto height = static_cast<std::size_t>(now * (bars.size() - 1) + 0.5);
+        const auto height = static_cast<std::size_t>(std::lround(now * (bars.size() - 1)));
         const auto& spoken = engine._liveTranscript.get();
         const auto room = static_cast<std::size_t>(columns) - 4;
         const auto words = spoken.empty() ? "Listening. Enter ends." : text::ending(spoken, room);
