@@ -43,6 +43,7 @@ Seconds processorTime() {
 }
 
 double at(std::vector<double> values, double part) {
+    if (values.empty()) throw std::runtime_error("nothing was measured");
     std::sort(values.begin(), values.end());
     const auto last = static_cast<double>(values.size() - 1);
     return values[static_cast<std::size_t>(part * last + 0.5)];
@@ -280,7 +281,7 @@ double memoryOf(const std::string& model) {
     for (const auto& recording : RecordedSpeech::sentences())
         words.push_back(recording.file.string());
     const auto run = Process::run(words, "");
-    if (run.exitCode != 0) std::fprintf(stderr, "%s\n", run.error.c_str());
+    if (run.exitCode != 0) throw std::runtime_error(run.error);
     return largestChild();
 }
 

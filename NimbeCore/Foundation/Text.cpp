@@ -243,7 +243,7 @@ std::string ending(std::string_view utf8, std::size_t most) {
     std::vector<std::size_t> begins;
     for (std::size_t at = 0; at < all.size(); at = characters.after(at)) begins.push_back(at);
     if (begins.size() <= most) return onOneLine(utf8, most);
-    if (most == 0) return {};
+    if (most < 2) return most == 0 ? "" : "…";
     const auto begin = begins[begins.size() - (most - 1)];
     return "…" + onOneLine(toUtf8(std::u16string_view(all).substr(begin)), most);
 }

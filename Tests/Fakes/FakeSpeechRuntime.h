@@ -27,6 +27,7 @@ public:
     std::atomic<bool> isHanging = false; // each decode waits until it is interrupted or unwanted
     std::atomic<bool> isLoading = false; // for as long as it is set
     std::atomic<int> loads = 0;
+    std::atomic<int> begun = 0; // decodes
     std::atomic<int> interruptions = 0;
 
     /// In order of their ends.
@@ -68,12 +69,14 @@ private:
             const std::function<bool()>& keepsGoing) override {
             const std::size_t count = (samples.size() + samplesPerWord - 1) / samplesPerWord;
             wasInterrupted = false;
+            ++owner.begun;
             Decoded decoded;
             decoded.isWhole = true;
             while (decoded.tokens.size() < count && decoded.isWhole) {
                 decoded.tokens.push_back(static_cast<std::int64_t>(decoded.tokens.size()) + 1);
                 do {
-                    decoded.isWhole = keepsGoing() && !wasInterrupted;
+                    // Like a long first step: an interruption asks nobody.
+                    decoded.isWhole = !wasInterrupted && keepsGoing();
                     if (owner.isHanging) std::this_thread::yield();
                 } while (owner.isHanging && decoded.isWhole);
             }

@@ -72,8 +72,12 @@ Task<Result<void, CaptureFailure>> AudioCapture::start(
     }
     continuation = &sink;
     tapInstalled = true;
-    auto starting = audioEngine->start(*this, tapBufferSize,
-        [onEnded = std::move(onEnded)](MacAudioInputError error) { onEnded(error); });
+    diagnostics.lastTapUptimeNs = uptimeNs();
+    auto starting = audioEngine->start(
+        *this, tapBufferSize, [this, onEnded = std::move(onEnded)](MacAudioInputError error) {
+            drain();
+            onEnded(error);
+        });
     const auto started = co_await starting;
     if (!started) {
         abandon();
@@ -133,6 +137,12 @@ void AudioCapture::drain() {
     if (!converter) return;
     auto& buffer = conversionRing->take();
     if (converter->drain(buffer)) hand(buffer);
+    converter.reset(); // nothing is heard after this
+}
+
+bool AudioCapture::isStalled() const {
+    constexpr std::uint64_t longest = 1'000'000'000;
+    return tapInstalled && uptimeNs() > diagnostics.lastTapUptimeNs + longest;
 }
 
 Task<void> AudioCapture::stop() {

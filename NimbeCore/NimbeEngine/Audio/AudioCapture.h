@@ -49,6 +49,9 @@ public:
     /// Closes the microphone at once. After the task of a start was dropped, too.
     void abandon();
 
+    /// Nothing was heard for a second, not even silence.
+    [[nodiscard]] bool isStalled() const;
+
     LevelStore levelStore;
     CaptureDiagnostics diagnostics;
     double inputSampleRate = 0; // Hz, of the recording

@@ -32,21 +32,20 @@ Task<void> DictationEngine::start(std::string localeID) {
     finalizedText.clear();
     finals.clear();
     resultsFinished = false;
-    isStopping = false;
-    isCancelled = false;
-    // A task of the engine's own, which a stop can end.
     Completion<bool> ending(actor);
     startEnded = ending;
-    startingTask = startTask(actor, begin(std::move(localeID)));
+    startingTask = startTask(actor, begin(std::move(localeID), ++startCount));
     _errorMessage.set(std::nullopt);
     _liveTranscript.set({});
     _isRunning.set(true);
     co_await ending;
 }
 
-Task<void> DictationEngine::begin(std::string localeID) {
-    auto opening = open(localeID);
+Task<void> DictationEngine::begin(std::string localeID, int number) {
+    auto opening = open(std::move(localeID), number);
     const auto opened = co_await opening;
+    // An observer may have given it up within this task.
+    if (!isStarting(number)) co_return;
     const auto ending = std::exchange(startEnded, std::nullopt);
     if (opened) {
         levelTask = startTask(actor, publishLevels());
@@ -58,11 +57,11 @@ Task<void> DictationEngine::begin(std::string localeID) {
     ending->complete(true);
 }
 
-Task<Opened> DictationEngine::open(std::string localeID) {
+Task<Opened> DictationEngine::open(std::string localeID, int number) {
     auto preparing = prepare(localeID);
     const auto prepared = co_await preparing;
-    _prepProgress.set(std::nullopt);
-    if (!prepared) co_return prepared;
+    if (isStarting(number)) _prepProgress.set(std::nullopt);
+    if (!prepared || !isStarting(number)) co_return prepared;
 
     const auto format = engine.bestAvailableAudioFormat(localeID);
     if (!format)
@@ -139,14 +138,18 @@ void DictationEngine::take(const TranscriptionResult& result, long number) {
         return;
     }
     finalizedText += result.text;
-    finals.push_back(result);
+    if (!result.text.empty()) finals.push_back(result);
     log.info("results stream: FINAL #%ld len=%zu", number, text::characterCount(result.text));
     _liveTranscript.set(finalizedText);
 }
 
 Task<void> DictationEngine::publishLevels() {
+    bool isStalled = false;
     for (;;) {
-        _levels.set(capture.levelStore.latest());
+        // A server that hangs tells nothing: the meter falls, and the log says why.
+        const bool wasStalled = std::exchange(isStalled, capture.isStalled());
+        if (isStalled && !wasStalled) log.warning("engine: the microphone gives no sound");
+        _levels.set(isStalled ? std::vector<double>{0} : capture.levelStore.latest());
         co_await sleep(actor, levelInterval);
     }
 }
@@ -154,47 +157,46 @@ Task<void> DictationEngine::publishLevels() {
 Task<std::string> DictationEngine::stop() {
     log.info("engine.stop: called (wasRunning=%d locale=%s)", _isRunning.get() ? 1 : 0,
         activeLocaleID.value_or("none").c_str());
-    if (!_isRunning.get() || isStopping) co_return {};
+    if (!_isRunning.get() || stopEnded) co_return {};
     if (startEnded) {
-        giveUpStart();
+        giveUp();
         co_return {};
     }
-    isStopping = true;
+    Completion<std::string> ending(actor);
+    stopEnded = ending;
+    stoppingTask = startTask(actor, finish());
+    co_return co_await ending;
+}
+
+Task<void> DictationEngine::finish() {
     // The end of the last word is handed over before the recogniser hears that there
     // is no more.
     auto closing = capture.stop();
     co_await closing;
-    if (!isCancelled) {
-        engine.finish();
-        auto finishing = withDeadline(actor, longestFinish, ended(*resultsEnded));
-        (void)co_await finishing;
-    }
-    if (!isCancelled && !resultsFinished)
+    engine.finish();
+    auto finishing = withDeadline(actor, longestFinish, ended(*resultsEnded));
+    (void)co_await finishing;
+    if (!resultsFinished)
         log.error("results stream did not finish after recognizer teardown; using live transcript");
-    std::string answer;
-    if (!isCancelled) answer = resultsFinished ? finalizedText : _liveTranscript.get();
+    auto answer = resultsFinished ? finalizedText : _liveTranscript.get();
+    const auto ending = std::exchange(stopEnded, std::nullopt);
     end();
-    co_return answer;
+    ending->complete(std::move(answer));
 }
 
 void DictationEngine::cancel() {
-    if (startEnded) {
-        giveUpStart();
-    } else if (isStopping) {
-        // The stop is under way, and ends with nothing.
-        isCancelled = true;
-        engine.cancel();
-    } else if (_isRunning.get()) {
-        end();
-    }
+    if (_isRunning.get()) giveUp();
 }
 
-void DictationEngine::giveUpStart() {
+/// Whatever is under way; those who wait for it are told.
+void DictationEngine::giveUp() {
     startingTask.reset();
-    const auto ending = std::exchange(startEnded, std::nullopt);
-    _prepProgress.set(std::nullopt);
+    stoppingTask.reset();
+    const auto starting = std::exchange(startEnded, std::nullopt);
+    const auto stopping = std::exchange(stopEnded, std::nullopt);
     end();
-    ending->complete(true);
+    if (starting) starting->complete(true);
+    if (stopping) stopping->complete({});
 }
 
 void DictationEngine::end() {
@@ -203,6 +205,7 @@ void DictationEngine::end() {
     engine.cancel();
     levelTask.reset();
     activeLocaleID.reset();
+    _prepProgress.set(std::nullopt);
     _levels.set({});
     _isRunning.set(false);
 }

@@ -53,27 +53,32 @@ private:
     SpeechAssets& assets;
     Log log;
 
+    // Starting and stopping are tasks of the engine's own: whoever waits for them may
+    // be gone before their end.
     TaskHandle startingTask;
     std::optional<Completion<bool>> startEnded; // while a start is under way
+    int startCount = 0;                         // a later start makes this one stale
+    TaskHandle stoppingTask;
+    std::optional<Completion<std::string>> stopEnded; // while a stop is under way
     TaskHandle resultsTask;
     std::optional<Completion<bool>> resultsEnded;
     bool resultsFinished = false;
-    bool isStopping = false;
-    bool isCancelled = false; // while stopping
     TaskHandle levelTask;
     std::string finalizedText;
     std::vector<TranscriptionResult> finals;
     std::optional<std::string> activeLocaleID;
 
-    [[nodiscard]] Task<void> begin(std::string localeID);
-    [[nodiscard]] Task<Result<void, std::string>> open(std::string localeID);
+    [[nodiscard]] Task<void> begin(std::string localeID, int number);
+    [[nodiscard]] Task<Result<void, std::string>> open(std::string localeID, int number);
+    [[nodiscard]] bool isStarting(int number) const { return startEnded && startCount == number; }
+    [[nodiscard]] Task<void> finish();
     [[nodiscard]] Task<Result<void, std::string>> prepare(std::string localeID);
     [[nodiscard]] Task<Result<void, std::string>> download(std::string locale);
     [[nodiscard]] Task<void> takeResults(TranscriptionResults results);
     [[nodiscard]] Task<void> publishLevels();
     void take(const TranscriptionResult& result, long number);
     void captureEnded(const CaptureFailure& failure);
-    void giveUpStart();
+    void giveUp();
     void end();
 };
 

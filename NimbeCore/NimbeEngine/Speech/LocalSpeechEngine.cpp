@@ -10,6 +10,9 @@ namespace {
 // Of sound at 16 kHz: what may wait while the model is loaded or the machine is busy.
 constexpr std::size_t queueSize = std::size_t{60} * 16000;
 
+// What may wait to be decoded besides: a machine that is slower than speech.
+constexpr std::size_t mostHeld = std::size_t{900} * 16000;
+
 } // namespace
 
 LocalSpeechEngine::Session::Session(TranscriptionResults results, std::filesystem::path model)
@@ -35,10 +38,10 @@ void LocalSpeechEngine::tell() {
     news.notify_one();
 }
 
-void LocalSpeechEngine::preload() {
+void LocalSpeechEngine::preload(std::function<void()> onDone) {
     {
         const std::lock_guard lock(mutex);
-        toPreload = findModel();
+        toPreload = Preload{findModel(), std::move(onDone)};
     }
     tell();
 }
@@ -102,19 +105,21 @@ void LocalSpeechEngine::work() {
     for (;;) {
         const auto seen = news.load();
         std::shared_ptr<Session> next;
-        std::optional<std::filesystem::path> model;
+        std::optional<Preload> early;
         {
             const std::lock_guard lock(mutex);
             if (isQuitting) return;
-            next = std::exchange(waiting, nullptr);
-            model = std::exchange(toPreload, std::nullopt);
+            early = std::exchange(toPreload, std::nullopt);
+            if (!early) next = std::exchange(waiting, nullptr);
         }
-        if (next)
+        if (early) {
+            if (early->model) (void)load(*early->model);
+            if (early->onDone) actor.post(std::move(early->onDone));
+        } else if (next) {
             recognize(next);
-        else if (model)
-            (void)load(*model);
-        else
+        } else {
             news.wait(seen);
+        }
     }
 }
 
@@ -151,6 +156,8 @@ void LocalSpeechEngine::recognize(const std::shared_ptr<Session>& current) {
             problem = "The speech could not be recognised to its end.";
         }
     }
+    if (current->lost > 0 && !problem)
+        problem = "Some of what was said is missing: the machine was too busy.";
     if (current->lost > 0)
         log.warning("asr: %zu samples came faster than they were recognised and are lost",
             current->lost.load());
@@ -162,12 +169,17 @@ void LocalSpeechEngine::recognize(const std::shared_ptr<Session>& current) {
 
 void LocalSpeechEngine::listen(Session& current, UtteranceRecognizer& recognizer) {
     std::array<float, 4096> buffer{};
+    bool isDrained = false;
     const auto pump = [&] {
         // Asked before the queue is emptied: what came until then is in it.
         const bool hasEnded = current.hasEnded;
-        while (const auto count = current.queue.pop(buffer))
+        isDrained = false;
+        while (!isDrained && recognizer.held() < mostHeld) {
+            const auto count = current.queue.pop(buffer);
             recognizer.hear(std::span(buffer).first(count));
-        if (hasEnded) recognizer.finish();
+            isDrained = count == 0;
+        }
+        if (hasEnded && isDrained) recognizer.finish();
         return !current.isCancelled.load();
     };
     const auto setRunning = [&](UtteranceRecognizer* running) {
@@ -180,7 +192,7 @@ void LocalSpeechEngine::listen(Session& current, UtteranceRecognizer& recognizer
         for (;;) {
             const auto seen = news.load();
             if (!pump() || !recognizer.work(pump) || recognizer.isDone()) break;
-            news.wait(seen);
+            if (isDrained) news.wait(seen);
         }
     } catch (...) {
         setRunning(nullptr);

@@ -30,7 +30,8 @@ public:
     ~LocalSpeechEngine() override;
 
     /// Loads the model in the background, so that the first session does not wait.
-    void preload();
+    /// `onDone`: it is loaded, or cannot be.
+    void preload(std::function<void()> onDone = {});
 
     [[nodiscard]] std::optional<AudioFormat> bestAvailableAudioFormat(
         std::string_view localeID) override;
@@ -64,7 +65,11 @@ private:
     // What the worker is to do next.
     std::mutex mutex;
     std::shared_ptr<Session> waiting;
-    std::optional<std::filesystem::path> toPreload;
+    struct Preload {
+        std::optional<std::filesystem::path> model = {};
+        std::function<void()> onDone = {};
+    };
+    std::optional<Preload> toPreload;
     bool isQuitting = false;
     std::atomic<unsigned> news = 0; // changes with everything that the worker may wait for
 

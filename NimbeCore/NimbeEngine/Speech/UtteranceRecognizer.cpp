@@ -153,6 +153,7 @@ bool UtteranceRecognizer::decodeClosed(const Pump& pump) {
     };
     // An interruption that was meant for the decode before may hit this one.
     while (!hypothesis.isWhole || hypothesis.range != range) {
+        if (!keepsGoing()) return false;
         auto decoded = decode(range, keepsGoing);
         if (!isWanted) return false;
         if (decoded.isWhole) hypothesis = {range, std::move(decoded.tokens), true};

@@ -48,6 +48,9 @@ public:
 
     [[nodiscard]] Seconds heardSeconds() const;
 
+    /// Samples that are held for what is not final yet.
+    [[nodiscard]] std::size_t held() const { return sound.size(); }
+
 private:
     /// What the utterance that begins there is taken for so far.
     struct Hypothesis {

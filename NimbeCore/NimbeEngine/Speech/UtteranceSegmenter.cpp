@@ -23,6 +23,9 @@ constexpr std::size_t padding = samples(0.2);
 // The model invents words for less than this.
 constexpr Seconds leastSpeech = 0.25;
 
+// What a cut has left over is the rest of a word.
+constexpr Seconds leastRest = 0.09;
+
 // A click before the speech must not open it: silence in front of an utterance makes
 // the model answer with nothing.
 constexpr Seconds leastOpening = 0.12;
@@ -58,7 +61,8 @@ std::optional<SampleRange> UtteranceSegmenter::hear(double probability) {
     }
     const auto heard = heardWindows * windowSize;
     const auto pause = seconds(heardWindows - speechEnd);
-    const bool wasClick = seconds(speechWindows) < leastOpening && pause >= longestAfterClick;
+    const bool wasClick =
+        !isRest() && seconds(speechWindows) < leastOpening && pause >= longestAfterClick;
     if (wasClick || pause >= closingPause(seconds(speechEnd - speechBegin))) return close(heard);
     if (seconds(heardWindows - speechBegin) >= longest) return cut();
     return std::nullopt;
@@ -70,9 +74,13 @@ SampleRange UtteranceSegmenter::padded(std::size_t heard) const {
         std::min(speechEnd * windowSize + padding, heard)};
 }
 
+bool UtteranceSegmenter::isRest() const {
+    return speechBegin > 0 && speechBegin * windowSize == previousEnd;
+}
+
 std::optional<SampleRange> UtteranceSegmenter::close(std::size_t heard) {
     isOpen = false;
-    if (seconds(speechWindows) < leastSpeech) return std::nullopt;
+    if (seconds(speechWindows) < (isRest() ? leastRest : leastSpeech)) return std::nullopt;
     const auto range = padded(heard);
     previousEnd = range.end;
     return range;

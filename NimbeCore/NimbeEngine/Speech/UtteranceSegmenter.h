@@ -59,6 +59,7 @@ private:
     std::size_t previousEnd = 0;       // sample: utterances do not overlap
 
     [[nodiscard]] SampleRange padded(std::size_t heard) const;
+    [[nodiscard]] bool isRest() const; // of speech that was cut
     [[nodiscard]] std::optional<SampleRange> close(std::size_t heard);
     [[nodiscard]] SampleRange cut();
 };

@@ -41,7 +41,8 @@ Result<std::optional<Bytes>, KeyStoreError> LocalKeychainKeyStore::loadKeyData()
     // Another process may have made the key between these looks. It records the place
     // before it seals anything, so whoever saw something sealed sees the place too.
     const auto meanwhile = recordedPlace();
-    if (meanwhile && !meanwhile->empty()) return readFrom(*meanwhile);
+    if (!meanwhile) return failure(meanwhile.error());
+    if (!meanwhile->empty()) return readFrom(*meanwhile);
     return unrecorded;
 }
 

@@ -132,7 +132,9 @@ Task<Result<void, Error>> startRecording(
     const auto answered = co_await pending;
     state->starting.reset();
     if (state->isDropped) co_return failure(Error::inputAudioUnitUnavailable);
-    const Occurrence answer = answered.value_or(Occurrence{Event::ended, PA_ERR_TIMEOUT});
+    Occurrence answer = answered.value_or(Occurrence{Event::ended, PA_ERR_TIMEOUT});
+    // It may have ended since, before anybody could be told.
+    if (answered && state->last) answer = *state->last;
     if (answer.event != Event::opened) {
         if (state->kind != Kind::systemDefault)
             state->log.error("audio: couldn't select requested input, status=%d", answer.reason);

@@ -75,7 +75,7 @@ std::optional<Ort::Value> MoonshineDecoder::encode(std::span<const float> sample
     try {
         auto out = encoder.Run(options, inputName.data(), &input, 1, outputName.data(), 1);
         sound.emplace(std::move(out.front()));
-    } catch (const Ort::Exception&) {
+    } catch (...) {
         problem = std::current_exception();
     }
     const std::lock_guard lock(runningMutex);
@@ -175,13 +175,26 @@ std::int64_t MoonshineDecoder::begin(
            chosen[right].lead > clearLead)
         ++right;
     progress.tokens.assign(guess.begin(), guess.begin() + static_cast<std::ptrdiff_t>(right));
+    const auto next = chosen[right];
+    const bool isClear = guess.empty() || next.lead > clearLead;
+    // What is unclear is decided by a step, from the token before.
+    const std::size_t kept = isClear ? right + 1 : right;
+    if (kept == 0) return begin(sound, {}, progress);
     for (std::size_t i = firstCacheOutput; i < results.size(); ++i) {
-        const bool isCut = isOfDecoder(i - firstCacheOutput) && right < guess.size();
-        progress.cache.push_back(isCut
-                                     ? firstTokens(results[i], static_cast<std::int64_t>(right + 1))
-                                     : std::move(results[i]));
+        const bool isCut = isOfDecoder(i - firstCacheOutput) && kept < fed.size();
+        progress.cache.push_back(isCut ? firstTokens(results[i], static_cast<std::int64_t>(kept))
+                                       : std::move(results[i]));
     }
-    return chosen[right].token;
+    return isClear ? next.token : advance(fed[right], sound, progress);
+}
+
+/// What is chosen after one more token.
+std::int64_t MoonshineDecoder::advance(
+    std::int64_t token, const Ort::Value& sound, Progress& progress) {
+    auto results = step({token}, sound, progress.cache, Branch::withCache);
+    for (std::size_t i = 0; i < progress.cache.size(); ++i)
+        if (isOfDecoder(i)) progress.cache[i] = std::move(results[i + firstCacheOutput]);
+    return choices(results.front()).front().token;
 }
 
 SpeechDecoder::Decoded MoonshineDecoder::decode(std::span<const float> samples,
@@ -197,10 +210,7 @@ SpeechDecoder::Decoded MoonshineDecoder::decode(std::span<const float> samples,
         progress.tokens.push_back(next);
         if (progress.tokens.size() == cap) break;
         if (!keepsGoing()) return {std::move(progress.tokens), false};
-        auto results = step({next}, *sound, progress.cache, Branch::withCache);
-        for (std::size_t i = 0; i < progress.cache.size(); ++i)
-            if (isOfDecoder(i)) progress.cache[i] = std::move(results[i + firstCacheOutput]);
-        next = choices(results.front()).front().token;
+        next = advance(next, *sound, progress);
     }
     return {std::move(progress.tokens), true};
 }

@@ -60,6 +60,8 @@ private:
         const SpeechTokens& tokens, const Ort::Value& sound, const Cache& cache, Branch branch);
     [[nodiscard]] std::int64_t begin(
         const Ort::Value& sound, std::span<const std::int64_t> guess, Progress& progress);
+    [[nodiscard]] std::int64_t advance(
+        std::int64_t token, const Ort::Value& sound, Progress& progress);
     [[nodiscard]] Cache emptyCache();
     [[nodiscard]] static std::vector<Choice> choices(const Ort::Value& logits);
     [[nodiscard]] static Ort::Value firstTokens(const Ort::Value& cached, std::int64_t count);

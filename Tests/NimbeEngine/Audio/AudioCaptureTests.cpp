@@ -168,8 +168,13 @@ TEST_F(AudioCaptureTest, theEndOfTheLastWordIsHandedOver) {
 }
 
 TEST_F(AudioCaptureTest, aMicrophoneThatGoesAwayIsTold) {
+    input.format = {48000, 1};
+    converters.tail = {0.3F};
     ASSERT_TRUE(started());
     input.onEnded(MacAudioInputError::selectedInputUnavailable);
+    EXPECT_EQ(recogniser.heard, std::vector<float>{0.3F}) << "the end of the last word";
+    stop();
+    EXPECT_EQ(recogniser.heard.size(), 1U);
     EXPECT_EQ(ends, (std::vector<CaptureFailure>{MacAudioInputError::selectedInputUnavailable}));
 }
 

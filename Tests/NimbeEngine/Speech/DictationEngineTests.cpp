@@ -320,6 +320,45 @@ TEST_F(DictationEngineTest, aSecondStopAndACancelDuringAStop) {
     expectIdle("cancelled while stopping");
 }
 
+TEST_F(DictationEngineTest, nobodyNeedsToWaitForAStop) {
+    for (const bool microphoneHangs : {false, true}) {
+        begin();
+        hear("said", true);
+        if (microphoneHangs) input.hanging = Step::stop;
+        end();
+        stopping.reset(); // whoever waited is gone
+        if (microphoneHangs)
+            engine.cancel();
+        else
+            actor.advance(2.1);
+        expectIdle("after a stop that nobody waits for");
+        input.hanging.reset();
+        begin();
+        EXPECT_TRUE(engine._isRunning.get()) << "the next dictation";
+        engine.cancel();
+    }
+}
+
+TEST_F(DictationEngineTest, anObserverMayCancelWithinAStart) {
+    assets.state = Status::supported;
+    assets.progress = {0.5};
+    for (const auto& when :
+        {std::optional<double>(0.0), std::optional<double>(0.5), std::optional<double>()}) {
+        assets.state = Status::supported;
+        assets.downloads = {Result<void, std::string>()};
+        bool isAsked = false;
+        const auto watching = engine._prepProgress.observe([&](const auto& part) {
+            if (part != when || isAsked) return;
+            isAsked = true;
+            engine.cancel();
+        });
+        begin();
+        EXPECT_TRUE(isAsked && hasStarted);
+        expectIdle("cancelled by an observer");
+        EXPECT_EQ(recogniser.starts, 0);
+    }
+}
+
 TEST_F(DictationEngineTest, reservingTheLocaleIsOnlyAPreference) {
     struct Case {
         const char* why;

@@ -69,6 +69,9 @@ struct LocalSpeechEngineTest : testing::Test {
             for (double said = 0; said < seconds; said += 0.02) engine->input().yield({buffer});
         }).join();
     }
+    void waitForDecode(int count) {
+        while (runtime.begun < count) std::this_thread::yield();
+    }
     /// Until the results end.
     Outcome outcome(TranscriptionResults results) {
         Outcome outcome;
@@ -129,6 +132,7 @@ TEST_F(LocalSpeechEngineTest, cancelEndsTheResultsAtOnceAlsoDuringADecode) {
     runtime.isHanging = true;
     const auto results = start();
     say(2, 1);
+    waitForDecode(1);
     engine->cancel();
     EXPECT_EQ(outcome(results).text, "");
     EXPECT_EQ(engine->activeLocaleID(), std::nullopt);
@@ -158,7 +162,9 @@ TEST_F(LocalSpeechEngineTest, aMinuteOfSoundWaitsForTheModel) {
         say(seconds, 1);
         runtime.isLoading = false;
         engine->finish();
-        EXPECT_FALSE(outcome(results).text.empty());
+        const auto ended = outcome(results);
+        EXPECT_FALSE(ended.text.empty());
+        EXPECT_EQ(ended.error.empty(), seconds < 60) << "lost words are told";
         EXPECT_EQ(log.has(LogLevel::warning, "asr: 8000 samples came faster"), seconds > 60)
             << log.all();
     }
@@ -168,16 +174,22 @@ TEST_F(LocalSpeechEngineTest, theEndOfTheEngineWaitsForNoDecode) {
     runtime.isHanging = true;
     const auto results = start();
     say(2, 1);
+    waitForDecode(1);
+    engine->finish();
+    waitForDecode(2); // the final one
     engine.reset();
+    EXPECT_EQ(runtime.begun, 2) << "it was begun anew";
     EXPECT_TRUE(outcome(results).hasEnded);
 }
 
 TEST_F(LocalSpeechEngineTest, preloadingLoadsOnce) {
-    engine->preload();
+    int told = 0;
+    engine->preload([&] { ++told; });
     const auto results = start();
     engine->finish();
     (void)outcome(results);
     EXPECT_EQ(runtime.loads, 1);
+    EXPECT_EQ(told, 1);
     model = "/models/tiny";
     const auto next = start();
     engine->finish();

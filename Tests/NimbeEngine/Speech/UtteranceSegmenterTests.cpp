@@ -88,6 +88,18 @@ TEST(UtteranceSegmenter, speechWithoutAPauseIsCutWhereItIsLeastLikely) {
     EXPECT_EQ(found[1], (SampleRange{691 * window, 891 * window + padding}));
 }
 
+TEST(UtteranceSegmenter, theRestOfACutWordIsKept) {
+    struct Case {
+        std::size_t rest; // windows of speech after the dip, at 25 s
+        std::size_t utterances;
+    };
+    for (const Case& c : {Case{1, 1}, {2, 1}, {3, 2}, {7, 2}}) {
+        const auto found = utterances({speech(780), {1, 0.6}, speech(c.rest), silence(60)});
+        ASSERT_EQ(found.size(), c.utterances) << c.rest;
+        EXPECT_EQ(found[0].end, 781 * window);
+    }
+}
+
 TEST(UtteranceSegmenter, tenMinutesWithoutAPauseAreAllThere) {
     const auto found = utterances({speech(18750)});
     ASSERT_FALSE(found.empty());
