@@ -168,7 +168,11 @@ TEST_F(TranscribeTest, whereNobodySpeaksThereIsNoText) {
 // With the small model, for the time that it takes.
 TEST_F(TranscribeTest, tenMinutesLoseNothingAndTakeNoMoreMemoryThanOne) {
     constexpr double pause = 1.5;
+#ifdef NIMBE_SANITIZED
+    constexpr std::size_t rounds = 2; // it takes many times as long
+#else
     constexpr std::size_t rounds = 19;
+#endif
     Sound round;
     std::vector<double> begins; // of what is said, within one round
     for (const auto& sentence : book) {
@@ -180,7 +184,6 @@ TEST_F(TranscribeTest, tenMinutesLoseNothingAndTakeNoMoreMemoryThanOne) {
     Sound all;
     for (std::size_t i = 0; i < rounds; ++i) all.append(round);
     all.writeWav(file("all.wav"));
-    ASSERT_GT(all.seconds(), 600);
 
     // What the libraries take differs from run to run by up to 28 MB.
     long brief = std::numeric_limits<long>::max();
@@ -216,6 +219,7 @@ TEST_F(TranscribeTest, tenMinutesLoseNothingAndTakeNoMoreMemoryThanOne) {
     std::cout << errors << " word errors, " << brief << " kB for half a minute, "
               << process.peakMemory << " kB for ten\n";
 #ifndef NIMBE_SANITIZED // which takes memory of its own
+    EXPECT_GT(all.seconds(), 600);
     // The sound alone would be 39 MB as the recogniser takes it.
     EXPECT_LT(process.peakMemory, brief + 35'000);
     EXPECT_LT(process.peakMemory, 400'000);
