@@ -4,8 +4,10 @@
 #include <atomic>
 #include <csignal>
 #include <memory>
+#include <optional>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <termios.h>
 #include <thread>
 #include <unistd.h>
 
@@ -28,15 +30,19 @@ public:
         interruptEvent = event;
         struct sigaction action {};
         action.sa_handler = onInterrupt;
-        ::sigaction(SIGINT, &action, &earlierInterrupt);
-        ::sigaction(SIGTERM, &action, &earlierTerm);
+        // The first asks for the end, the second is one.
+        action.sa_flags = static_cast<int>(SA_RESETHAND);
+        for (std::size_t i = 0; i < signals.size(); ++i)
+            ::sigaction(signals.at(i), &action, &earlier.at(i));
+        silence();
         thread = std::thread([this] { watch(); });
     }
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
     ~Watch() {
-        ::sigaction(SIGINT, &earlierInterrupt, nullptr);
-        ::sigaction(SIGTERM, &earlierTerm, nullptr);
+        for (std::size_t i = 0; i < signals.size(); ++i)
+            ::sigaction(signals.at(i), &earlier.at(i), nullptr);
+        if (terminal) ::tcsetattr(STDIN_FILENO, TCSADRAIN, &*terminal);
         onInterrupt(0);
         thread.join();
         interruptEvent = -1;
@@ -47,9 +53,20 @@ private:
     MainActor& actor;
     std::shared_ptr<std::function<void()>> onEnd; // of the main thread, which may drop it
     int event;
-    struct sigaction earlierInterrupt {};
-    struct sigaction earlierTerm {};
+    static constexpr std::array signals{SIGINT, SIGTERM, SIGHUP};
+    std::array<struct sigaction, signals.size()> earlier{};
+    std::optional<termios> terminal; // as it was
     std::thread thread;
+
+    /// The Enter that ends the dictation is not shown: the live line stands there.
+    void silence() {
+        termios state{};
+        const bool isOurs = ::tcgetpgrp(STDIN_FILENO) == ::getpgrp();
+        if (!isOurs || ::tcgetattr(STDIN_FILENO, &state) != 0) return;
+        terminal = state;
+        state.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        ::tcsetattr(STDIN_FILENO, TCSADRAIN, &state);
+    }
 
     /// Its thread takes everything up to the line's end, or to an interrupt.
     void watch() {

@@ -68,10 +68,22 @@ HearingModule::ModelFolders modelFolders(const DataFolders& folders) {
         programFolder() / "share" / "nimbe" / "models"};
 }
 
+/// The lines of sound and speech: for the journal, where there is one. Whoever dictates
+/// reads the verb's messages.
+class DictationLog final : public LogSink {
+public:
+    void write(LogLevel level, std::string_view category, std::string_view line) override {
+        if (journal) journal->write(level, category, line);
+    }
+
+private:
+    std::unique_ptr<LogSink> journal = JournalLog::connect();
+};
+
 /// What recordings, models and microphones need; the module outlives it.
 struct HearingStack {
     HearingStack(Ground& ground, HearingModule& module)
-        : input(module.makeAudioInput(loop, ground.log)),
+        : input(module.makeAudioInput(loop, dictationLog)),
           models(module.makeSpeechModels(loop, modelFolders(ground.folders), ground.log)),
           transcription{module.audioFiles(), module.audioConverters(), module.speechRuntime(),
               *models,
@@ -85,6 +97,7 @@ struct HearingStack {
                                                       terminal::columns(terminal::standardError)} {}
 
     RunLoop loop;
+    DictationLog dictationLog;
     std::unique_ptr<AudioInput> input;
     std::unique_ptr<SpeechModels> models;
     TranscribeServices transcription;
@@ -92,33 +105,23 @@ struct HearingStack {
     ModelServices modelServices;
 };
 
-/// A dictation's own lines: for the journal, where there is one. Its user reads the
-/// verb's messages.
-class DictationLog final : public LogSink {
-public:
-    void write(LogLevel level, std::string_view category, std::string_view line) override {
-        if (journal) journal->write(level, category, line);
-    }
-
-private:
-    std::unique_ptr<LogSink> journal = JournalLog::connect();
-};
-
 /// One dictation from the microphone.
 struct ListeningStack {
     ListeningStack(
         Ground& ground, HearingStack& hearing, HearingModule& module, const SpeechModel& model)
         : assets(*hearing.models, model, ground.defaults.get(speechModelBaseAddress)),
-          capture(*hearing.input, module.audioConverters(), ground.defaults, log),
+          capture(*hearing.input, module.audioConverters(), ground.defaults, hearing.dictationLog),
           recogniser(
-              hearing.loop, module.speechRuntime(), [this] { return assets.folder(); }, log),
-          speech(recogniser, assets, log), engine(hearing.loop, capture, speech, assets, log),
-          services{engine, hearing.loop,
+              hearing.loop, module.speechRuntime(), [this] { return assets.folder(); },
+              hearing.dictationLog),
+          speech(recogniser, assets, hearing.dictationLog),
+          engine(hearing.loop, capture, speech, assets, hearing.dictationLog),
+          services{engine, *hearing.input, hearing.loop,
+              [this](std::function<void()> onReady) { recogniser.preload(std::move(onReady)); },
               [&loop = hearing.loop](
                   std::function<void()> onEnd) { return watchEndOfInput(loop, std::move(onEnd)); },
               terminal::columns(terminal::standardError)} {}
 
-    DictationLog log;
     SpeechModelAssets assets;
     AudioCapture capture;
     LocalSpeechEngine recogniser;
@@ -172,7 +175,11 @@ private:
     bool findHearing(std::ostream& error) {
         if (hearing) return true;
         if (!findGround(error)) return false;
-        const auto loaded = loadHearing(programFolder() / "lib" / "nimbe" / "libnimbe-hearing.so");
+        const auto folder = programFolder();
+        // Never from wherever the user happens to be.
+        const auto loaded = folder.is_absolute()
+                                ? loadHearing(folder / "lib" / "nimbe" / "libnimbe-hearing.so")
+                                : failure(std::string("/proc does not tell where the program is"));
         if (!loaded) {
             error << "nimbe: What Nimbe hears with cannot be loaded: " << loaded.error() << "\n";
             return false;

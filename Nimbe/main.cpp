@@ -1,11 +1,25 @@
+#include <cerrno>
 #include <cstdio>
 #include <exception>
+#include <fcntl.h>
 #include <iostream>
 
 #include "NimbeShell/CommandLine.h"
 #include "ShellWiring.h"
 
+namespace {
+
+/// A standard stream that is closed would become whichever file is opened first.
+void openStandardStreams() {
+    for (int stream = 0; stream <= 2; ++stream)
+        if (::fcntl(stream, F_GETFD) == -1 && errno == EBADF)
+            (void)::open("/dev/null", stream == 0 ? O_RDONLY : O_WRONLY);
+}
+
+} // namespace
+
 int main(int argc, char** argv) {
+    openStandardStreams();
     std::ios::sync_with_stdio(false);
     try {
         const auto services = nimbe::makeShellServices();

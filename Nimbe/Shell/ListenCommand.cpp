@@ -64,14 +64,24 @@ private:
     }
 };
 
-/// Ends the dictation when the user does, or when the microphone went away.
-Task<void> listen(DictationEngine& engine, Completion<bool> ended, std::string& transcript) {
+/// Ends the dictation when the user does, or when the microphone went away; what was
+/// said waits for a recogniser that is still being made ready.
+Task<void> listen(DictationEngine& engine, Completion<bool> ended, Completion<bool> ready,
+    std::string& transcript, bool& isWhole) {
     auto starting = engine.start(std::string(AppleSpeechEngine::defaultLocaleID));
     co_await starting;
     if (!engine._isRunning.get()) co_return;
     co_await ended;
+    co_await ready;
     auto stopping = engine.stop();
     transcript = co_await stopping;
+    isWhole = engine.hasFinished();
+}
+
+Task<void> ask(AudioInput& input, bool& answers) {
+    auto asking = input.devices();
+    const auto devices = co_await asking;
+    answers = devices.has_value();
 }
 
 } // namespace
@@ -80,22 +90,39 @@ int runListen(const ListenOptions& options, const ListenServices& services, Shel
     Streams streams) {
     auto& engine = services.engine;
     Transcript transcript;
+    bool isWhole = true;
     const Completion<bool> ended(services.loop);
+    const Completion<bool> ready(services.loop);
     const auto end = [ended] {
         ended.complete(true);
     };
+    const auto endOfInput = [&engine, end] {
+        // Nothing was said while a model is still being downloaded.
+        if (engine._prepProgress.get()) engine.cancel();
+        end();
+    };
+    services.whenReady([ready] { ready.complete(true); });
     {
         const LiveLine line(engine, streams.error, services.columns);
-        const auto input = services.onEndOfInput(end);
+        const auto input = services.onEndOfInput(endOfInput);
         const auto problem = engine._errorMessage.observe([&](const auto& message) {
             if (message) end();
         });
-        services.loop.runUntilDone(listen(engine, ended, transcript.raw));
+        services.loop.runUntilDone(listen(engine, ended, ready, transcript.raw, isWhole));
     }
     // What was said before the problem is written all the same.
     const auto& problem = engine._errorMessage.get();
-    if (problem) streams.error << verb << ": " << *problem << "\n";
-    bool isDone = !problem;
+    if (problem) {
+        streams.error << verb << ": " << *problem << "\n";
+        bool answers = false;
+        services.loop.runUntilDone(ask(services.input, answers));
+        if (!answers) streams.error << verb << ": The sound server does not answer.\n";
+    }
+    if (!isWhole)
+        streams.error << verb
+                      << ": The recogniser did not finish in time. The end of the text may "
+                         "be missing.\n";
+    bool isDone = !problem && isWhole;
     transcript.utterances = engine.finalResults();
     if (!transcript.utterances.empty()) transcript.duration = transcript.utterances.back().end;
     const auto finished = transcript.finished();

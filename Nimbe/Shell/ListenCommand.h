@@ -22,7 +22,10 @@ struct ListenOptions {
 /// What the verb works on.
 struct ListenServices {
     DictationEngine& engine;
+    AudioInput& input;
     RunLoop& loop;
+    /// Calls on the main thread when the recogniser is ready, or cannot be.
+    std::function<void(std::function<void()>)> whenReady;
     /// Calls once, on the main thread, when the user ends the dictation; until the
     /// token is dropped.
     std::function<Token(std::function<void()>)> onEndOfInput;

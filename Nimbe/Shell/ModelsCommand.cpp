@@ -78,7 +78,8 @@ void ModelsCommand::say(const std::string& message) {
 /// With what to do about it, where the message does not say that already.
 void ModelsCommand::say(const SpeechModel& model, const SpeechModelError& error) {
     auto message = idOf(model) + ": " + error.message();
-    if (!error.file.empty()) message += " It is " + error.file + ".";
+    if (error.kind == Kind::wrongContent && !error.file.empty())
+        message += " It is " + error.file + ".";
     if (error.kind == Kind::noAddress) message += " Name one with --from ADDRESS.";
     say(message);
 }
@@ -201,7 +202,8 @@ Outcome ModelsCommand::installFrom(const SpeechModel& model, const std::string& 
 
 int ModelsCommand::install() {
     const auto& model = *named.front();
-    const bool wasThere = services.models.installed(model).has_value();
+    const auto place = services.models.installed(model);
+    const bool wasThere = place && (!place->isPackaged || options.address.empty());
     const auto address =
         options.address.empty() ? services.defaults.get(speechModelBaseAddress) : options.address;
     const auto outcome = wasThere ? Outcome() : installFrom(model, address);
@@ -222,7 +224,8 @@ int ModelsCommand::install() {
 
 /// Only one that has proved right.
 void ModelsCommand::rememberAddress() {
-    if (options.address.empty()) return;
+    // A password does not belong into the settings.
+    if (options.address.empty() || options.address.find('@') != std::string::npos) return;
     if (services.defaults.get(speechModelBaseAddress) == options.address) return;
     if (!services.defaults.set(speechModelBaseAddress, options.address))
         say("The address could not be kept: name it again next time.");
@@ -268,7 +271,8 @@ int ModelsCommand::verify() {
     else if (named.empty())
         streams.output << "No speech model is installed.\n";
     if (!isRight && !options.isJson)
-        streams.error << "Remove a model with such a file and install it again.\n";
+        streams.error << "In place of a model with such a file, install a copy of your own: nimbe "
+                         "models remove MODEL, then\nnimbe models install MODEL --from ADDRESS.\n";
     const int code = ended();
     return isRight ? code : ExitCode::failure;
 }

@@ -49,8 +49,9 @@ SpeechVerbs::SpeechVerbs(CLI::App& app) : verbs(std::make_unique<Verbs>()) {
     verbs->transcribe->footer(
         "The finished text goes to standard output, as a dictation would be inserted; the\n"
         "texts of several recordings stand apart by a blank line. With --json each is one\n"
-        "object on a line of its own; what went wrong is its \"error\". On a terminal a bar\n"
-        "shows how far it is. A name that begins with a dash goes after --.\n"
+        "object on a line of its own; what went wrong is its \"error\". Standard input is not\n"
+        "read. On a terminal a bar shows how far it is. A name that begins with a dash goes\n"
+        "after --.\n"
         "Exit codes: 0 done, 1 a recording could not be read to its end, or a text not be\n"
         "kept, 2 wrong usage.");
 

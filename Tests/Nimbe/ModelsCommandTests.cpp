@@ -119,6 +119,11 @@ TEST_F(ModelsCommandTest, whatIsThereIsNotInstalledAgain) {
         "tiny is there already: installed.\n");
     EXPECT_TRUE(models.asked.empty());
     EXPECT_TRUE(defaults.keys().empty());
+    models.installations.emplace_back();
+    EXPECT_EQ(
+        run({"install", "base", "--from", "https://me:pw@a.example"}).output, "Installed: base\n")
+        << "a copy of one's own of what is packaged";
+    EXPECT_TRUE(defaults.keys().empty()) << "a password was stored";
 }
 
 TEST_F(ModelsCommandTest, progressIsALineForEachTenthOrABar) {

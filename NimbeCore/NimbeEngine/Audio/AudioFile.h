@@ -13,7 +13,7 @@
 namespace nimbe {
 
 struct AudioFileError {
-    enum class Kind { notFound, notReadable, notAudio, unusable, damaged };
+    enum class Kind { notFound, notReadable, notAudio, unusable, damaged, notRecognised };
     Kind kind = Kind::notReadable;
     std::string detail = {}; // the library's or the system's own word
 

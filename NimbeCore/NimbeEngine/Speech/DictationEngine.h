@@ -43,6 +43,10 @@ public:
     /// Ends the session and forgets what was said.
     void cancel();
 
+    /// False: the last session's text may lack its end, since the recogniser took longer
+    /// than a stop waits.
+    [[nodiscard]] bool hasFinished() const { return resultsFinished; }
+
     /// The session's, or the last one's, with their times.
     [[nodiscard]] const std::vector<TranscriptionResult>& finalResults() const { return finals; }
 

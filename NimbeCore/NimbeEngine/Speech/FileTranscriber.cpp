@@ -1,6 +1,7 @@
 #include "NimbeEngine/Speech/FileTranscriber.h"
 
 #include <algorithm>
+#include <exception>
 
 #include "NimbeEngine/Audio/AudioLevel.h"
 #include "NimbeEngine/Speech/UtteranceRecognizer.h"
@@ -72,15 +73,20 @@ FileTranscriber::Transcript FileTranscriber::transcribe(
         return true;
     };
     ConvertedFile converted(file, converter.get(), *capacity);
-    while (converted.next()) {
-        utterances.hear(converted.samples());
+    try {
+        while (converted.next()) {
+            utterances.hear(converted.samples());
+            (void)utterances.work(keepsGoing);
+            onProgress(utterances.heardSeconds());
+        }
+        utterances.finish();
         (void)utterances.work(keepsGoing);
-        onProgress(utterances.heardSeconds());
+        transcript.error = converted.error;
+    } catch (const std::exception& error) {
+        // What was recognised until then is kept.
+        transcript.error = AudioFileError{AudioFileError::Kind::notRecognised, error.what()};
     }
-    utterances.finish();
-    (void)utterances.work(keepsGoing);
     transcript.duration = utterances.heardSeconds();
-    transcript.error = converted.error;
     return transcript;
 }
 

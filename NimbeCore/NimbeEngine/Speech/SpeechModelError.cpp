@@ -13,6 +13,8 @@ std::string SpeechModelError::message() const {
         return "The server for speech models cannot be trusted: its certificate is not valid.";
     case Kind::brokenOff: return "The download broke off. Try again: it goes on where it ended.";
     case Kind::notThere: return "The server does not have this speech model.";
+    case Kind::refused:
+        return "The server does not give the speech model just now. Try again later.";
     case Kind::wrongContent: return "A file of the speech model is not what it should be.";
     case Kind::damaged:
         return "The speech model cannot be used. Check it with: nimbe models verify";

@@ -20,6 +20,7 @@ struct SpeechModelError {
         insecure,     // the server's certificate is not to be trusted
         brokenOff,    // the download ended early; the next one goes on from there
         notThere,     // the server does not have it
+        refused,      // the server answers, and does not give it
         wrongContent, // lengths or digests are not those of the model
         damaged,      // the files are there and cannot be used
         noSpace,
@@ -61,7 +62,8 @@ public:
     /// Bytes that an unfinished download has left to go on with.
     [[nodiscard]] virtual std::uint64_t downloaded(const SpeechModel& model) = 0;
 
-    /// Does nothing when it is installed. Its files come from "ADDRESS/FOLDER/FILE";
+    /// Does nothing when the user installed it already, nor without an address when it
+    /// came with the program. Its files come from "ADDRESS/FOLDER/FILE";
     /// what an earlier attempt brought is gone on with. Afterwards the model is there
     /// whole or as before. Stopping the task keeps what has come.
     [[nodiscard]] virtual Task<Result<void, SpeechModelError>> install(const SpeechModel& model,

@@ -24,6 +24,8 @@ struct ModelPlaces {
     /// Bytes in the partial files, of each at most those of the whole file.
     [[nodiscard]] std::uint64_t downloaded(const SpeechModel& model) const;
     [[nodiscard]] std::optional<SpeechModels::Place> installed(const SpeechModel& model) const;
+    /// Installed by the user.
+    [[nodiscard]] bool hasOwn(const SpeechModel& model) const { return isWhole(folder, model); }
     /// Something that an installed model has no use for.
     [[nodiscard]] bool hasLeftovers() const;
 

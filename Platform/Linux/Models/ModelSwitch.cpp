@@ -87,7 +87,12 @@ std::error_code switchFolders(const ModelPlaces& places) {
         return {};
     }
     // Not every file system can exchange two names.
-    if (::rename(to, places.removed.c_str()) != 0 || ::rename(from, to) != 0) return lastError();
+    if (::rename(to, places.removed.c_str()) != 0) return lastError();
+    if (::rename(from, to) != 0) {
+        const auto error = lastError();
+        (void)::rename(places.removed.c_str(), to);
+        return error;
+    }
     removeAll(places.removed);
     return {};
 }
@@ -136,6 +141,9 @@ void ModelSwitch::cleanUp(const ModelPlaces& places, const SpeechModel& model) {
     else
         takeBack(places, model);
     removeAll(places.staging);
+    // A switch may have been killed between its two steps.
+    if (!ModelPlaces::exists(places.folder) && ModelPlaces::exists(places.removed))
+        (void)::rename(places.removed.c_str(), places.folder.c_str());
     removeAll(places.removed);
 }
 

@@ -81,7 +81,7 @@ bool PartialFile::begin(const HttpResponse& head) {
     case 416: isRangeRefused = length > 0; break;
     default: break;
     }
-    return refuse(Kind::failed, "status " + std::to_string(head.status));
+    return refuse(Kind::refused, "status " + std::to_string(head.status));
 }
 
 /// Also of a server that knows no ranges.
@@ -90,6 +90,8 @@ bool PartialFile::beginWhole(const HttpResponse& head) {
     const auto told = head.header("content-length");
     if (told && *told != std::to_string(file.bytes))
         return refuse(Kind::wrongContent, *told + " bytes announced");
+    if (!told && length > 0) return refuse(Kind::wrongContent, "no length announced");
+    isUnannounced = !told;
     return truncate();
 }
 

@@ -37,6 +37,8 @@ public:
     [[nodiscard]] bool hasGrown() const { return received > 0; }
     /// The server has no such range: without one it may have the file.
     [[nodiscard]] bool wantsFreshStart() const { return isRangeRefused; }
+    /// It may be another file: the answer did not say how long it is.
+    [[nodiscard]] bool isDoubtful() const { return isUnannounced && !isWhole(); }
     /// Why an answer was refused.
     [[nodiscard]] const std::optional<SpeechModelError>& error() const { return problem; }
 
@@ -48,6 +50,7 @@ private:
     std::uint64_t length = 0;
     std::uint64_t received = 0;
     bool isRangeRefused = false;
+    bool isUnannounced = false;
     std::optional<SpeechModelError> problem;
 
     [[nodiscard]] bool beginWhole(const HttpResponse& head);

@@ -68,7 +68,9 @@ Task<SpeechModelDownload::Outcome> SpeechModelDownload::fetch(
                 partial.discard();
                 continue;
             }
-            if (auto fetched = outcome(answer, partial); !fetched) co_return fetched;
+            auto fetched = outcome(answer, partial);
+            if (!fetched && partial.isDoubtful()) partial.discard();
+            if (!fetched) co_return fetched;
         }
         auto reading = download->digest(file);
         const auto digest = co_await reading;

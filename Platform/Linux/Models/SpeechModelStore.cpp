@@ -1,6 +1,7 @@
 #include "PlatformModels/SpeechModelStore.h"
 
 #include <algorithm>
+#include <cctype>
 #include <utility>
 
 #include "PlatformModels/FileDigest.h"
@@ -61,7 +62,8 @@ std::optional<std::string> baseAddress(std::string address) {
     while (address.ends_with('/')) address.pop_back();
     const auto end = address.find("://");
     if (end == address.npos || end + 3 == address.size()) return std::nullopt;
-    const auto scheme = address.substr(0, end);
+    auto scheme = address.substr(0, end);
+    for (char& c : scheme) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     const bool isWeb = scheme == "http" || scheme == "https";
     const bool isPlain = std::none_of(address.begin(), address.end(),
         [](char c) { return (c >= 0 && c <= ' ') || c == '?' || c == '#' || c == '\x7F'; });
@@ -134,9 +136,9 @@ Task<Result<ModelLock, SpeechModelError>> SpeechModelStore::Core::prepare(
     return background.run<Prepared>([places = places(model), model, spare = options.spareBytes](
                                         const std::stop_token& /*stop*/) -> Prepared {
         auto lock = ModelSwitch::begin(places);
-        if (!lock) return places.installed(model) ? Prepared(ModelLock()) : lock;
+        if (!lock) return places.hasOwn(model) ? Prepared(ModelLock()) : lock;
         ModelSwitch::cleanUp(places, model);
-        if (places.installed(model)) return ModelLock(); // by another process, meanwhile
+        if (places.hasOwn(model)) return ModelLock(); // by another process, meanwhile
         const auto room = ModelSwitch::checkSpace(places, model, spare);
         return room ? lock : Prepared(failure(room.error()));
     });
@@ -145,10 +147,12 @@ Task<Result<ModelLock, SpeechModelError>> SpeechModelStore::Core::prepare(
 Task<Outcome> SpeechModelStore::Core::install(std::shared_ptr<Core> core, SpeechModel model,
     std::string address, std::function<void(Progress)> onProgress) {
     const auto places = core->places(model);
-    if (places.installed(model) && !places.hasLeftovers()) co_return Outcome();
+    if (places.hasOwn(model) && !places.hasLeftovers()) co_return Outcome();
+    // The packaged one will do, unless a copy of the user's own is asked for.
+    if (address.empty() && places.installed(model)) co_return Outcome();
     const auto base = baseAddress(address);
     const SpeechModelError noBase{address.empty() ? Kind::noAddress : Kind::badAddress};
-    if (!base && !places.installed(model)) co_return failure(noBase);
+    if (!base && !places.hasOwn(model)) co_return failure(noBase);
     auto preparing = core->prepare(model);
     const auto prepared = co_await preparing;
     if (!prepared) co_return core->logged("installed", model, failure(prepared.error()));
