@@ -63,7 +63,7 @@ struct ListenTest : SoundTest {
             sound.append(Sound::read(book[1].path));
         }
         sound.append(Sound::silence(0.3)); // paplay ends a little before its sound does
-        const auto path = folder.path / "spoken.wav";
+        auto path = folder.path / "spoken.wav";
         sound.writeWav(path);
         return path;
     }

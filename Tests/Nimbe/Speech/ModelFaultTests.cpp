@@ -30,7 +30,7 @@ struct ModelFaultTest : testing::Test {
         return Process::run({executable.string(), "transcribe", "--model", "tiny", recording}, "");
     }
     [[nodiscard]] fs::path copiedExecutable() const {
-        const auto copy = folder.path / "bin" / "nimbe";
+        auto copy = folder.path / "bin" / "nimbe";
         fs::create_directories(copy.parent_path());
         fs::copy_file(NIMBE_EXECUTABLE, copy);
         return copy;

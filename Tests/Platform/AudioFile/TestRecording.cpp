@@ -21,9 +21,11 @@ bool TestRecording::writeTo(const std::filesystem::path& path) const {
     const auto count = static_cast<std::size_t>(rate * seconds);
     const auto width = static_cast<std::size_t>(channels);
     std::vector<float> samples(count * width);
-    for (std::size_t i = 0; i < samples.size(); ++i)
-        samples[i] = static_cast<float>(level * std::sin(2 * std::numbers::pi * toneHertz *
-                                                         static_cast<double>(i / width) / rate));
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        const auto frame = i / width;
+        const double turn = toneHertz * static_cast<double>(frame) / rate;
+        samples[i] = static_cast<float>(level * std::sin(2 * std::numbers::pi * turn));
+    }
     // Ogg Vorbis takes only so much at once.
     bool isWritten = true;
     for (std::size_t at = 0; at < count && isWritten; at += 4096) {
