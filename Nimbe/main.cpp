@@ -9,17 +9,18 @@
 
 namespace {
 
-/// A standard stream that is closed would become whichever file is opened first.
-void openStandardStreams() {
+/// A standard stream that is closed would become whichever file is opened first. In its
+/// place something that fails as a closed one would.
+void fillStandardStreams() {
     for (int stream = 0; stream <= 2; ++stream)
         if (::fcntl(stream, F_GETFD) == -1 && errno == EBADF)
-            (void)::open("/dev/null", stream == 0 ? O_RDONLY : O_WRONLY);
+            (void)::open("/dev/null", stream == 0 ? O_WRONLY : O_RDONLY);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    openStandardStreams();
+    fillStandardStreams();
     std::ios::sync_with_stdio(false);
     try {
         const auto services = nimbe::makeShellServices();

@@ -84,6 +84,18 @@ Task<void> ask(AudioInput& input, bool& answers) {
     answers = devices.has_value();
 }
 
+/// A microphone may only seem to be missing.
+std::string reason(const std::string& problem, const ListenServices& services) {
+    using Error = MacAudioInputError;
+    constexpr std::array missing{Error::inputAudioUnitUnavailable, Error::defaultInputUnavailable,
+        Error::selectedInputUnavailable};
+    const bool isMissing = std::any_of(
+        missing.begin(), missing.end(), [&](Error error) { return message(error) == problem; });
+    bool answers = true;
+    if (isMissing) services.loop.runUntilDone(ask(services.input, answers));
+    return answers ? problem : "The sound server does not answer.";
+}
+
 } // namespace
 
 int runListen(const ListenOptions& options, const ListenServices& services, ShellServices& shell,
@@ -112,12 +124,7 @@ int runListen(const ListenOptions& options, const ListenServices& services, Shel
     }
     // What was said before the problem is written all the same.
     const auto& problem = engine._errorMessage.get();
-    if (problem) {
-        streams.error << verb << ": " << *problem << "\n";
-        bool answers = false;
-        services.loop.runUntilDone(ask(services.input, answers));
-        if (!answers) streams.error << verb << ": The sound server does not answer.\n";
-    }
+    if (problem) streams.error << verb << ": " << reason(*problem, services) << "\n";
     if (!isWhole)
         streams.error << verb
                       << ": The recogniser did not finish in time. The end of the text may "

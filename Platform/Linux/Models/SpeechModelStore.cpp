@@ -149,7 +149,7 @@ Task<Outcome> SpeechModelStore::Core::install(std::shared_ptr<Core> core, Speech
     const auto places = core->places(model);
     if (places.hasOwn(model) && !places.hasLeftovers()) co_return Outcome();
     // The packaged one will do, unless a copy of the user's own is asked for.
-    if (address.empty() && places.installed(model)) co_return Outcome();
+    if (address.empty() && !places.hasOwn(model) && places.installed(model)) co_return Outcome();
     const auto base = baseAddress(address);
     const SpeechModelError noBase{address.empty() ? Kind::noAddress : Kind::badAddress};
     if (!base && !places.hasOwn(model)) co_return failure(noBase);
