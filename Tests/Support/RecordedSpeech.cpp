@@ -5,6 +5,8 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "Support/WordErrors.h"
+
 namespace nimbe {
 namespace {
 
@@ -21,7 +23,7 @@ std::vector<RecordedSpeech> listed(const std::filesystem::path& folder, const ch
             if (const auto at = said.find(mark); at != said.npos)
                 said.erase(at, std::char_traits<char>::length(mark));
         const auto file = line.substr(name + 1, end - name - 1) + ".wav";
-        all.push_back({folder / file, said});
+        all.push_back({folder / file, said, wordsOf(said)});
     }
     if (all.empty()) throw std::runtime_error("no recordings in " + folder.string());
     return all;

@@ -11,6 +11,7 @@ namespace nimbe {
 struct RecordedSpeech {
     std::filesystem::path file;
     std::string said;
+    std::vector<std::string> words = {}; // of that, as wordsOf gives them
 
     /// Sentences of a novel, read for LibriVox.
     [[nodiscard]] static std::vector<RecordedSpeech> sentences();

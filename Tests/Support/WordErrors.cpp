@@ -2,11 +2,8 @@
 
 #include <algorithm>
 #include <cctype>
-#include <string>
-#include <vector>
 
 namespace nimbe {
-namespace {
 
 std::vector<std::string> wordsOf(std::string_view text) {
     std::vector<std::string> words(1);
@@ -22,11 +19,8 @@ std::vector<std::string> wordsOf(std::string_view text) {
     return words;
 }
 
-} // namespace
-
-WordErrors WordErrors::between(std::string_view said, std::string_view recognised) {
-    const auto expected = wordsOf(said);
-    const auto found = wordsOf(recognised);
+WordErrors WordErrors::between(
+    const std::vector<std::string>& expected, const std::vector<std::string>& found) {
     // The edit distance, a row of its table at a time.
     std::vector<std::size_t> row(found.size() + 1);
     for (std::size_t i = 0; i < row.size(); ++i) row[i] = i;

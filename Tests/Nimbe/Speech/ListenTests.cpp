@@ -11,7 +11,9 @@
 #include "LiveProcess.h"
 #include "NimbeEngine/Speech/SpeechModel.h"
 #include "Sound.h"
-#include "SoundSession.h"
+#include "Support/RecordedSpeech.h"
+#include "Support/SoundSession.h"
+#include "Support/WordErrors.h"
 
 namespace nimbe {
 namespace {
@@ -21,7 +23,7 @@ namespace fs = std::filesystem;
 /// A microphone into which books are read, and the program that listens to it.
 struct ListenTest : SoundTest {
     TemporaryFolder folder;
-    std::vector<BookRecording> book = BookRecording::all();
+    std::vector<RecordedSpeech> book = RecordedSpeech::sentences();
     std::string microphone = std::getenv("SESSION_MIC_SINK");
 
     void SetUp() override {
@@ -57,10 +59,10 @@ struct ListenTest : SoundTest {
 
     /// A sentence; with a second one after a pause.
     [[nodiscard]] fs::path spoken(std::size_t sentences) const {
-        auto sound = Sound::read(book[4].path);
+        auto sound = Sound::read(book[4].file);
         if (sentences == 2) {
             sound.append(Sound::silence(1));
-            sound.append(Sound::read(book[1].path));
+            sound.append(Sound::read(book[1].file));
         }
         sound.append(Sound::silence(0.3)); // paplay ends a little before its sound does
         auto path = folder.path / "spoken.wav";

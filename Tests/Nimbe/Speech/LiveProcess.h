@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
 #include "Support/Process.h"
@@ -33,7 +32,7 @@ public:
     [[nodiscard]] Process finish(double seconds = 20);
 
 private:
-    pid_t child = -1;
+    int child = -1;
     int input = -1;
     int output = -1;
     int error = -1; // the terminal, when there is one

@@ -7,6 +7,7 @@
 #include "NimbeEngine/Speech/SpeechModel.h"
 #include "Sound.h"
 #include "Support/Process.h"
+#include "Support/RecordedSpeech.h"
 #include "Support/TemporaryFolder.h"
 
 namespace nimbe {
@@ -22,7 +23,7 @@ struct ModelFaultTest : testing::Test {
     TemporaryFolder folder;
     const SpeechModel& model = *SpeechModel::named("tiny");
     fs::path userFolder = folder.path / "home" / "data" / "models" / model.folder;
-    std::string recording = BookRecording::all()[4].path.string();
+    std::string recording = RecordedSpeech::sentences()[4].file.string();
 
     ModelFaultTest() { ::setenv("NIMBE_HOME", (folder.path / "home").c_str(), 1); }
 

@@ -1,14 +1,9 @@
 #include "Sound.h"
 
 #include <algorithm>
-#include <cctype>
-#include <fstream>
-#include <numeric>
 #include <samplerate.h>
 #include <sndfile.h>
-#include <sstream>
 #include <stdexcept>
-#include <utility>
 
 namespace nimbe {
 
@@ -72,51 +67,6 @@ void Sound::write(const std::filesystem::path& path, int format, int channels) c
 
 void Sound::writeWav(const std::filesystem::path& path) const {
     write(path, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
-}
-
-std::vector<BookRecording> BookRecording::all() {
-    const std::filesystem::path folder = "/usr/share/pocketsphinx/test/data/librivox";
-    std::ifstream lines(folder / "transcription");
-    std::vector<BookRecording> all;
-    // <s> the words </s> (name)
-    for (std::string line; std::getline(lines, line);) {
-        const auto end = line.find(" </s> (");
-        if (!line.starts_with("<s> ") || end == line.npos) continue;
-        const auto name = line.substr(end + 7, line.rfind(')') - end - 7);
-        all.push_back({folder / (name + ".wav"), wordsOf(line.substr(4, end - 4))});
-    }
-    if (all.size() != 5) throw std::runtime_error("pocketsphinx-testdata is not installed");
-    return all;
-}
-
-std::vector<std::string> wordsOf(std::string_view text) {
-    std::string plain;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (std::isalnum(byte) != 0 || c == '\'')
-            plain += static_cast<char>(std::tolower(byte));
-        else if (c != '.' && c != ',')
-            plain += ' ';
-    }
-    std::istringstream stream(plain);
-    std::vector<std::string> words;
-    for (std::string word; stream >> word;) words.push_back(word == "mr" ? "mister" : word);
-    return words;
-}
-
-std::size_t wordErrors(
-    const std::vector<std::string>& heard, const std::vector<std::string>& said) {
-    std::vector<std::size_t> row(said.size() + 1);
-    std::iota(row.begin(), row.end(), 0);
-    for (std::size_t i = 0; i < heard.size(); ++i) {
-        auto diagonal = std::exchange(row[0], i + 1);
-        for (std::size_t j = 0; j < said.size(); ++j) {
-            const auto replaced = diagonal + (heard[i] == said[j] ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
-        }
-    }
-    return row.back();
 }
 
 } // namespace nimbe

@@ -1,8 +1,6 @@
 #pragma once
 
 #include <filesystem>
-#include <string>
-#include <string_view>
 #include <vector>
 
 namespace nimbe {
@@ -25,22 +23,5 @@ struct Sound {
     void write(const std::filesystem::path& path, int format, int channels = 1) const;
     void writeWav(const std::filesystem::path& path) const;
 };
-
-/// Somebody reads from a book, and the words that were written down for it.
-struct BookRecording {
-    std::filesystem::path path;
-    std::vector<std::string> words;
-
-    /// Five sentences of "Sense and Sensibility", of Debian's pocketsphinx-testdata. The
-    /// fourth one's words have a stutter, "a more a amiable woman".
-    [[nodiscard]] static std::vector<BookRecording> all();
-};
-
-/// In lower case, without punctuation, "Mr." written out.
-[[nodiscard]] std::vector<std::string> wordsOf(std::string_view text);
-
-/// Words to insert, leave out or replace until both are the same.
-[[nodiscard]] std::size_t wordErrors(
-    const std::vector<std::string>& heard, const std::vector<std::string>& said);
 
 } // namespace nimbe

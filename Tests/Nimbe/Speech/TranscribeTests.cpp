@@ -14,7 +14,9 @@
 #include "Foundation/Json.h"
 #include "Sound.h"
 #include "Support/Process.h"
+#include "Support/RecordedSpeech.h"
 #include "Support/TemporaryFolder.h"
+#include "Support/WordErrors.h"
 
 namespace nimbe {
 namespace {
@@ -25,7 +27,7 @@ constexpr int wav16 = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
 
 struct TranscribeTest : testing::Test {
     TemporaryFolder folder;
-    std::vector<BookRecording> book = BookRecording::all();
+    std::vector<RecordedSpeech> book = RecordedSpeech::sentences();
 
     TranscribeTest() {
         ::setenv("NIMBE_HOME", (folder.path / "home").c_str(), 1);
@@ -73,12 +75,12 @@ TEST_F(TranscribeTest, aReadBookIsWrittenDown) {
     std::vector<std::string> files;
     for (const auto& sentence : book) {
         said.insert(said.end(), sentence.words.begin(), sentence.words.end());
-        files.push_back(sentence.path.string());
+        files.push_back(sentence.file.string());
     }
     const auto process = run(files);
     EXPECT_EQ(process.exitCode, 0);
     EXPECT_EQ(process.error, "");
-    const auto errors = wordErrors(wordsOf(process.output), said);
+    const auto errors = WordErrors::between(said, wordsOf(process.output)).wrong;
     std::cout << errors << " word errors in " << said.size() << " words\n";
     EXPECT_LE(errors, 1U) << process.output; // the second "a" of the stutter cannot be heard
     const auto written = lines(process.output);
@@ -105,7 +107,7 @@ TEST_F(TranscribeTest, theSameSoundInAnotherFormIsTheSameText) {
     Sound all;
     std::vector<std::string> said;
     for (const auto& sentence : book) {
-        all.append(Sound::read(sentence.path));
+        all.append(Sound::read(sentence.file));
         all.append(Sound::silence(1.5));
         said.insert(said.end(), sentence.words.begin(), sentence.words.end());
     }
@@ -119,7 +121,7 @@ TEST_F(TranscribeTest, theSameSoundInAnotherFormIsTheSameText) {
     const auto texts = lines(process.output);
     ASSERT_EQ(texts.size(), 2 * std::size(cases) - 1) << process.output;
     for (std::size_t i = 0; i < std::size(cases); ++i) {
-        const auto errors = wordErrors(wordsOf(texts[2 * i]), said);
+        const auto errors = WordErrors::between(said, wordsOf(texts[2 * i])).wrong;
         std::cout << cases[i].why << ": " << errors << " word errors\n";
         EXPECT_LE(errors, cases[i].mostErrors) << cases[i].why << texts[2 * i];
     }
@@ -136,7 +138,7 @@ TEST_F(TranscribeTest, whereNobodySpeaksThereIsNoText) {
                                     2 * std::numbers::pi * 50 * static_cast<double>(i) / hum.rate));
     auto noNumbers = Sound::silence(2);
     for (auto& sample : noNumbers.samples) sample = std::numeric_limits<float>::quiet_NaN();
-    auto word = Sound::read(book[0].path);
+    auto word = Sound::read(book[0].file);
     word.samples = {word.samples.begin() + 16'000, word.samples.begin() + 16'000 + 3'200};
     struct Case {
         const char* why;
@@ -177,7 +179,7 @@ TEST_F(TranscribeTest, tenMinutesLoseNothingAndTakeNoMoreMemoryThanOne) {
     std::vector<double> begins; // of what is said, within one round
     for (const auto& sentence : book) {
         begins.push_back(round.seconds());
-        round.append(Sound::read(sentence.path));
+        round.append(Sound::read(sentence.file));
         round.append(Sound::silence(pause));
     }
     round.writeWav(file("round.wav"));
@@ -211,7 +213,7 @@ TEST_F(TranscribeTest, tenMinutesLoseNothingAndTakeNoMoreMemoryThanOne) {
         last = end;
         const auto text = textIn(utterances[i], "text");
         joined += (i == 0 ? "" : " ") + text;
-        const auto wrong = wordErrors(wordsOf(text), sentence.words);
+        const auto wrong = WordErrors::between(sentence.words, wordsOf(text)).wrong;
         errors += wrong;
         EXPECT_LE(wrong, 3U) << i << ": " << text;
     }
@@ -228,7 +230,7 @@ TEST_F(TranscribeTest, tenMinutesLoseNothingAndTakeNoMoreMemoryThanOne) {
 }
 
 TEST_F(TranscribeTest, wrongInputsGetAClearAnswer) {
-    const auto good = book[1].path.string();
+    const auto good = book[1].file.string();
     ASSERT_EQ(::mkfifo(file("pipe").c_str(), 0600), 0);
     std::ofstream(file("text.wav")) << "These are words, but nobody says them.\n";
     std::ofstream(file("empty.wav")).flush();
@@ -271,12 +273,12 @@ TEST_F(TranscribeTest, wrongInputsGetAClearAnswer) {
 }
 
 TEST_F(TranscribeTest, aBadFileAmongOthersCostsOnlyItsOwnText) {
-    auto half = Sound::read(book[0].path);
+    auto half = Sound::read(book[0].file);
     half.append(Sound::silence(2));
     half.writeWav(file("half.wav"));
     fs::resize_file(file("half.wav"), fs::file_size(file("half.wav")) - 32'000);
     const std::vector<std::string> files{
-        book[4].path.string(), file("none.wav"), file("half.wav"), book[1].path.string()};
+        book[4].file.string(), file("none.wav"), file("half.wav"), book[1].file.string()};
     auto words = files;
     words.emplace_back("--json");
     const auto process = run(words);
@@ -299,10 +301,10 @@ TEST_F(TranscribeTest, aBadFileAmongOthersCostsOnlyItsOwnText) {
 }
 
 TEST_F(TranscribeTest, textsAreKeptWithTheirMode) {
-    const auto before = run({book[4].path.string(), "--raw"});
+    const auto before = run({book[4].file.string(), "--raw"});
     EXPECT_EQ(wordsOf(before.output), book[4].words);
     const auto process =
-        run({book[4].path.string(), book[1].path.string(), "--save", "--mode", "email"});
+        run({book[4].file.string(), book[1].file.string(), "--save", "--mode", "email"});
     EXPECT_EQ(process.exitCode, 0) << process.error;
     const auto kept = Process::run({NIMBE_EXECUTABLE, "history", "list", "--json"}, "");
     const auto list = json(kept.output);
@@ -318,7 +320,7 @@ TEST_F(TranscribeTest, textsAreKeptWithTheirMode) {
     // What cannot be kept is still written.
     fs::remove_all(folder.path / "home");
     std::ofstream(folder.path / "home") << "a file in the folder's place";
-    const auto unkept = run({book[4].path.string(), "--save"});
+    const auto unkept = run({book[4].file.string(), "--save"});
     EXPECT_EQ(unkept.exitCode, 1);
     EXPECT_EQ(wordsOf(unkept.output), book[4].words);
     EXPECT_NE(unkept.error.find("not kept"), std::string::npos) << unkept.error;
@@ -329,12 +331,12 @@ TEST_F(TranscribeTest, namesAreWrittenAsTheyAre) {
     for (const std::string name : {"\xC3\x9C"
                                    "bung \xE2\x98\x83.wav",
              "-dash.wav", "a \"b\".wav"}) {
-        fs::copy_file(book[4].path, name);
+        fs::copy_file(book[4].file, name);
         const auto process = run({"--model", "tiny", "--json", "--", name});
         EXPECT_EQ(process.exitCode, 0) << name << process.error;
         EXPECT_EQ(textIn(json(process.output), "file"), name);
     }
-    fs::copy_file(book[4].path, "bad\xFF.wav");
+    fs::copy_file(book[4].file, "bad\xFF.wav");
     const auto process = run({"--model", "tiny", "--json", "bad\xFF.wav"});
     EXPECT_EQ(process.exitCode, 0) << process.error;
     EXPECT_EQ(textIn(json(process.output), "file"), "bad\xEF\xBF\xBD.wav"); // as JSON can say it
@@ -344,7 +346,7 @@ TEST_F(TranscribeTest, namesAreWrittenAsTheyAre) {
 TEST_F(TranscribeTest, anOutputThatCannotBeWrittenIsAFailure) {
     const auto process =
         Process::run({"/bin/sh", "-c", R"("$0" transcribe --model tiny "$1" >/dev/full)",
-                         NIMBE_EXECUTABLE, book[4].path.string()},
+                         NIMBE_EXECUTABLE, book[4].file.string()},
             "");
     EXPECT_EQ(process.exitCode, 1);
     EXPECT_EQ(process.error, "nimbe transcribe: The output cannot be written.\n");

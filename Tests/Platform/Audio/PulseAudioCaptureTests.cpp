@@ -2,7 +2,7 @@
 #include <mutex>
 
 #include "PlatformAudio/PulseAudioInput.h"
-#include "SoundSession.h"
+#include "Support/SoundSession.h"
 
 namespace nimbe {
 namespace {

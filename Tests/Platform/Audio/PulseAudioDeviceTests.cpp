@@ -1,5 +1,5 @@
 #include "PlatformAudio/PulseAudioInput.h"
-#include "SoundSession.h"
+#include "Support/SoundSession.h"
 
 namespace nimbe {
 namespace {

@@ -1,7 +1,7 @@
 #include <cstdlib>
 
 #include "PlatformAudio/PulseAudioInput.h"
-#include "SoundSession.h"
+#include "Support/SoundSession.h"
 
 namespace nimbe {
 namespace {

@@ -1,4 +1,4 @@
-#include "SoundSession.h"
+#include "Support/SoundSession.h"
 
 #include <cmath>
 #include <csignal>
