@@ -109,7 +109,7 @@ struct HearingStack {
 struct ListeningStack {
     ListeningStack(
         Ground& ground, HearingStack& hearing, HearingModule& module, const SpeechModel& model)
-        : assets(*hearing.models, model, ground.defaults.get(speechModelBaseAddress)),
+        : assets(hearing.loop, *hearing.models, model, ground.defaults.get(speechModelBaseAddress)),
           capture(*hearing.input, module.audioConverters(), ground.defaults, hearing.dictationLog),
           recogniser(
               hearing.loop, module.speechRuntime(), [this] { return assets.folder(); },

@@ -15,9 +15,17 @@ std::string language(std::string_view locale) {
 
 } // namespace
 
+SpeechModelAssets::Download::~Download() {
+    end(failure(SpeechModelError{SpeechModelError::Kind::brokenOff}.message()));
+}
+
+void SpeechModelAssets::Download::end(const Outcome& outcome) {
+    for (const auto& waiter : std::exchange(waiting, {})) waiter.complete(outcome);
+}
+
 SpeechModelAssets::SpeechModelAssets(
-    SpeechModels& models, const SpeechModel& model, std::string address)
-    : models(models), model(model), address(std::move(address)) {}
+    MainActor& actor, SpeechModels& models, const SpeechModel& model, std::string address)
+    : actor(actor), models(models), model(model), address(std::move(address)) {}
 
 std::optional<std::filesystem::path> SpeechModelAssets::folder() {
     const auto place = models.installed(model);
@@ -37,28 +45,36 @@ std::vector<std::string> SpeechModelAssets::installedLocales() {
 SpeechAssets::Status SpeechModelAssets::status(std::string_view locale) {
     if (!supportedLocale(locale)) return Status::unsupported;
     if (models.installed(model)) return Status::installed;
-    if (isDownloading) return Status::downloading;
+    if (!download.expired()) return Status::downloading;
     // Nothing to download it from: supported by the program, but not to be had.
     return address.empty() ? Status::unknown : Status::supported;
 }
 
 Task<Result<void, std::string>> SpeechModelAssets::downloadAndInstall(
     std::string /*locale*/, std::function<void(double)> onProgress) {
-    struct Downloading {
-        bool& flag;
-        explicit Downloading(bool& flag) : flag(flag) { flag = true; }
-        ~Downloading() { flag = false; }
-    };
-    const Downloading downloading(isDownloading);
+    if (auto running = download.lock()) {
+        const Completion<Download::Outcome> ended(actor);
+        running->listeners.push_back(std::move(onProgress));
+        running->waiting.push_back(ended);
+        running.reset(); // it lives as long as whoever began it
+        co_return co_await ended;
+    }
+    const auto mine = std::make_shared<Download>();
+    download = mine;
+    mine->listeners.push_back(std::move(onProgress));
     auto installing = models.install(
-        model, address, [onProgress = std::move(onProgress)](SpeechModels::Progress progress) {
-            if (progress.total > 0)
-                onProgress(
-                    static_cast<double>(progress.done) / static_cast<double>(progress.total));
+        model, address, [weak = std::weak_ptr(mine)](SpeechModels::Progress progress) {
+            const auto current = weak.lock();
+            if (!current || progress.total == 0) return;
+            const auto part =
+                static_cast<double>(progress.done) / static_cast<double>(progress.total);
+            for (const auto& listener : current->listeners) listener(part);
         });
     const auto installed = co_await installing;
-    if (!installed) co_return failure(installed.error().message());
-    co_return Result<void, std::string>();
+    Download::Outcome outcome;
+    if (!installed) outcome = failure(installed.error().message());
+    mine->end(outcome);
+    co_return outcome;
 }
 
 Result<void, std::string> SpeechModelAssets::reserve(std::string_view locale) {

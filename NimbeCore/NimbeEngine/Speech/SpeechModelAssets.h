@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 
 #include "NimbeEngine/Speech/SpeechAssets.h"
 #include "NimbeEngine/Speech/SpeechModels.h"
@@ -12,7 +13,8 @@ namespace nimbe {
 class SpeechModelAssets final : public SpeechAssets {
 public:
     /// `address` is where the model is downloaded from; empty: from nowhere.
-    SpeechModelAssets(SpeechModels& models, const SpeechModel& model, std::string address);
+    SpeechModelAssets(
+        MainActor& actor, SpeechModels& models, const SpeechModel& model, std::string address);
 
     /// Its folder; absent while it is not installed.
     [[nodiscard]] std::optional<std::filesystem::path> folder();
@@ -29,11 +31,23 @@ public:
     [[nodiscard]] Result<void, std::string> reserve(std::string_view locale) override;
 
 private:
+    MainActor& actor;
     SpeechModels& models;
     const SpeechModel& model;
     std::string address;
-    bool isDownloading = false;
     std::vector<std::string> reserved;
+
+    /// The one that is under way. Whoever asks meanwhile waits for its end.
+    struct Download {
+        using Outcome = Result<void, std::string>;
+
+        ~Download();
+        void end(const Outcome& outcome);
+
+        std::vector<std::function<void(double)>> listeners = {};
+        std::vector<Completion<Outcome>> waiting = {};
+    };
+    std::weak_ptr<Download> download;
 };
 
 } // namespace nimbe

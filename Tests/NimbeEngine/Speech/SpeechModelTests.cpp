@@ -49,7 +49,7 @@ TEST(SpeechModelAssets, aModelIsItsLanguageInEveryRegion) {
     ManualMainActor actor;
     FakeSpeechModels models;
     const auto& model = *SpeechModel::named("base");
-    SpeechModelAssets assets(models, model, "https://models.example");
+    SpeechModelAssets assets(actor, models, model, "https://models.example");
     for (const char* locale : {"en", "en-US", "en-GB", "EN_au", "en-Latn-IN"})
         EXPECT_EQ(assets.supportedLocale(locale), "en-US") << locale;
     for (const char* locale : {"", "de-DE", "eng", "e", "-en"})
@@ -57,7 +57,7 @@ TEST(SpeechModelAssets, aModelIsItsLanguageInEveryRegion) {
 
     EXPECT_EQ(assets.status("en-US"), Status::supported);
     EXPECT_EQ(assets.status("fr"), Status::unsupported);
-    EXPECT_EQ(SpeechModelAssets(models, model, "").status("en-US"), Status::unknown)
+    EXPECT_EQ(SpeechModelAssets(actor, models, model, "").status("en-US"), Status::unknown)
         << "it can be had from nowhere";
     EXPECT_TRUE(assets.installedLocales().empty());
     models.places["base"] = {"/models/base", false};
@@ -67,6 +67,48 @@ TEST(SpeechModelAssets, aModelIsItsLanguageInEveryRegion) {
 
     EXPECT_TRUE(assets.reserve("en-US"));
     EXPECT_FALSE(assets.reserve("en-GB"));
+}
+
+namespace {
+
+Task<void> download(SpeechModelAssets& assets, std::vector<double>& parts,
+    std::optional<Result<void, std::string>>& outcome) {
+    auto downloading =
+        assets.downloadAndInstall("en-US", [&](double part) { parts.push_back(part); });
+    outcome = co_await downloading;
+}
+
+} // namespace
+
+TEST(SpeechModelAssets, whoAsksDuringADownloadWaitsForItsEnd) {
+    ManualMainActor actor;
+    FakeSpeechModels models;
+    SpeechModelAssets assets(actor, models, *SpeechModel::named("base"), "https://models.example");
+    struct Asker {
+        std::vector<double> parts;
+        std::optional<Result<void, std::string>> outcome;
+        TaskHandle task;
+    } first, second;
+    const auto ask = [&](Asker& asker) {
+        asker.task = startTask(actor, download(assets, asker.parts, asker.outcome));
+        actor.runPosted();
+    };
+    ask(first); // hangs
+    ask(second);
+    EXPECT_EQ(assets.status("en-US"), Status::downloading);
+    EXPECT_EQ(models.asked.size(), 1U) << "it was begun twice";
+    first.task.reset();
+    actor.runPosted();
+    ASSERT_TRUE(second.outcome) << "the download that it waited for was given up";
+    EXPECT_FALSE(*second.outcome);
+    EXPECT_EQ(assets.status("en-US"), Status::supported);
+
+    models.progress = {SpeechModel::named("base")->bytes() / 2};
+    models.installations.emplace_back();
+    ask(first);
+    ASSERT_TRUE(first.outcome && *first.outcome);
+    EXPECT_NEAR(first.parts.at(0), 0.5, 1e-6);
+    EXPECT_EQ(assets.status("en-US"), Status::installed);
 }
 
 } // namespace nimbe
