@@ -6,6 +6,7 @@
 
 #include "EndOfInput.h"
 #include "HearingLoader.h"
+#include "Interrupt.h"
 #include "NimbeEngine/Speech/AppleSpeechEngine.h"
 #include "NimbeEngine/Speech/LocalSpeechEngine.h"
 #include "NimbeEngine/Speech/SpeechModelAssets.h"
@@ -84,9 +85,9 @@ private:
 struct HearingStack {
     HearingStack(Ground& ground, HearingModule& module)
         : input(module.makeAudioInput(loop, dictationLog)),
-          models(module.makeSpeechModels(loop, modelFolders(ground.folders), ground.log)),
+          models(module.makeSpeechModels(loop, modelFolders(ground.folders), dictationLog)),
           transcription{module.audioFiles(), module.audioConverters(), module.speechRuntime(),
-              *models,
+              *models, [] { return interrupt::hasCome(); },
               terminal::isOne(terminal::standardError) ? ProgressBar::Form::bar
                                                        : ProgressBar::Form::none,
               terminal::columns(terminal::standardError)},
@@ -138,7 +139,9 @@ public:
         return &stack->services;
     }
     const TranscribeServices* transcription(std::ostream& error) override {
-        return findHearing(error) ? &hearing->transcription : nullptr;
+        if (!findHearing(error)) return nullptr;
+        interrupt::watch();
+        return &hearing->transcription;
     }
     const DevicesServices* devices(std::ostream& error) override {
         return findHearing(error) ? &hearing->devices : nullptr;

@@ -20,13 +20,12 @@ void addFormat(CLI::App& app, FormatOptions& options) {
         "Leave the first letter's case as it is (the default)");
     app.add_flag_callback(
            "--no-preserve-case", [&] { options.preserveCase = false; },
-           "A text that began with a filler word begins with a capital")
+           "Begin with a capital after a filler word")
         ->excludes(keep);
     app.add_option("--step", options.step, "Run this step alone")
         ->type_name("NAME")
         ->check(CLI::IsMember(formatStepNames()));
-    app.add_flag(
-        "--json", options.isJson, "Read one JSON string a line and write one JSON value a line");
+    app.add_flag("--json", options.isJson, "Read a JSON string a line, write a JSON value a line");
     app.footer("Without --json the whole input is one text; a newline at its end is left off\n"
                "and the result ends with one. The step \"classify\" writes \"empty\" or\n"
                "{\"present\": TEXT}.");
@@ -105,14 +104,16 @@ public:
             ->add_option("MODEL", options.models, "One that list shows; all if none is named")
             ->expected(0, 1);
         auto* install = add("install", ModelsVerb::install, "Download a model, or the rest of it");
-        install->add_option("MODEL", options.models)->required()->expected(1);
+        install->add_option("MODEL", options.models, "One that list shows")
+            ->required()
+            ->expected(1);
         install
             ->add_option("--from", options.address,
-                "Where the models' folders are on the web; kept as the setting\n"
-                "speechModelBaseAddress once it has brought a model")
+                "Where the models' folders are on the web; kept\n"
+                "once it has brought a model")
             ->type_name("ADDRESS");
         add("remove", ModelsVerb::remove, "Delete a model that was downloaded, or its rest")
-            ->add_option("MODEL", options.models)
+            ->add_option("MODEL", options.models, "One that list shows")
             ->required()
             ->expected(1);
         add("verify", ModelsVerb::verify, "Compare all files of models with their digests")
@@ -161,11 +162,11 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
     CLI::App app("Dictation on your own machine", "nimbe");
     app.set_version_flag("--version", "nimbe " NIMBE_VERSION);
     app.require_subcommand(1);
+    app.get_formatter()->column_width(24); // lines of at most 80
     app.footer("Exit codes: 0 done, 1 not done, 2 wrong usage. Each verb's --help says more.");
 
     FormatOptions format;
-    auto* formatVerb = app.add_subcommand(
-        "format", "Turn a raw transcript from standard input into finished text");
+    auto* formatVerb = app.add_subcommand("format", "Turn a raw transcript into finished text");
     addFormat(*formatVerb, format);
     HistoryOptions history;
     auto* historyVerb = app.add_subcommand("history", "List, find, export and delete dictations");

@@ -93,7 +93,9 @@ std::string reason(const std::string& problem, const ListenServices& services) {
         missing.begin(), missing.end(), [&](Error error) { return message(error) == problem; });
     bool answers = true;
     if (isMissing) services.loop.runUntilDone(ask(services.input, answers));
-    return answers ? problem : "The sound server does not answer.";
+    if (!answers) return "The sound server does not answer.";
+    const bool isChosen = problem == message(Error::selectedInputUnavailable);
+    return isChosen ? problem + " On the command line: nimbe devices --use ID" : problem;
 }
 
 } // namespace

@@ -246,13 +246,18 @@ int ModelsCommand::remove() {
 }
 
 int ModelsCommand::verify() {
-    if (named.empty())
-        for (const auto& model : SpeechModel::all())
-            if (services.models.installed(model)) named.push_back(&model);
+    const bool isAll = named.empty();
+    if (isAll)
+        for (const auto& model : SpeechModel::all()) named.push_back(&model);
     Json::Array results;
     bool isRight = true;
+    bool isWrong = false; // as against not there
     for (const auto* model : named) {
         const auto outcome = wait(services.models.verify(*model));
+        const bool isAbsent = !outcome && outcome.error().kind == Kind::notInstalled;
+        // One that nobody installed; the default must be there.
+        if (isAll && isAbsent && model->id != SpeechModel::defaultID) continue;
+        isWrong = isWrong || (!outcome && !isAbsent);
         isRight = isRight && outcome;
         Json::Object result;
         result.push_back({"id", Json(model->id)});
@@ -266,13 +271,10 @@ int ModelsCommand::verify() {
         }
         results.emplace_back(std::move(result));
     }
-    if (options.isJson)
-        write(Json(std::move(results)));
-    else if (named.empty())
-        streams.output << "No speech model is installed.\n";
-    if (!isRight && !options.isJson)
-        streams.error << "In place of a model with such a file, install a copy of your own: nimbe "
-                         "models remove MODEL, then\nnimbe models install MODEL --from ADDRESS.\n";
+    if (options.isJson) write(Json(std::move(results)));
+    if (isWrong && !options.isJson)
+        streams.error << "A copy in its place: nimbe models install MODEL --from ADDRESS, after\n"
+                         "nimbe models remove MODEL where the damaged one is a copy already.\n";
     const int code = ended();
     return isRight ? code : ExitCode::failure;
 }

@@ -30,8 +30,7 @@ void addOptions(CLI::App& verb, Options& options) {
         ->type_name("MODEL")
         ->check(CLI::IsMember(modelIDs()));
     auto* raw = verb.add_flag("--raw", options.isRaw, "The text as it was recognised");
-    verb.add_flag(
-            "--json", options.isJson, "Both texts and the utterances with their times in seconds")
+    verb.add_flag("--json", options.isJson, "Both texts, and the utterances with their times")
         ->excludes(raw);
     verb.add_flag("--save", options.isSaved, "Keep the finished text in the history");
     verb.add_option("--mode", options.mode, "What a kept text is for (notes)")
@@ -47,28 +46,31 @@ SpeechVerbs::SpeechVerbs(CLI::App& app) : verbs(std::make_unique<Verbs>()) {
         ->required();
     addOptions(*verbs->transcribe, verbs->transcribeOptions);
     verbs->transcribe->footer(
-        "The finished text goes to standard output, as a dictation would be inserted; the\n"
-        "texts of several recordings stand apart by a blank line. With --json each is one\n"
-        "object on a line of its own; what went wrong is its \"error\". Standard input is not\n"
-        "read. On a terminal a bar shows how far it is. A name that begins with a dash goes\n"
-        "after --.\n"
-        "Exit codes: 0 done, 1 a recording could not be read to its end, or a text not be\n"
-        "kept, 2 wrong usage.");
+        "The finished text goes to standard output, as a dictation would be inserted;\n"
+        "the texts of several recordings stand apart by a blank line. With --json each\n"
+        "is one object on a line of its own; what went wrong is its \"error\". Standard\n"
+        "input is not read. On a terminal a bar shows how far it is; Ctrl+C ends it with\n"
+        "what was recognised. A name that begins with a dash goes after --.\n"
+        "Exit codes: 0 done, 1 a recording could not be read to its end, or a text not\n"
+        "be kept, 2 wrong usage.");
 
     verbs->listen = app.add_subcommand("listen", "Turn what is said into text, until Enter");
     addOptions(*verbs->listen, verbs->listenOptions);
     verbs->listen->footer(
-        "Listens until Enter, the end of standard input or Ctrl+C, then writes the finished\n"
-        "text to standard output. On a terminal the text is shown as it grows.\n"
-        "Exit codes: 0 done, 1 the microphone failed or the text was not kept, 2 wrong usage.");
+        "Listens until Enter, the end of standard input or Ctrl+C, then writes the\n"
+        "finished text to standard output. On a terminal the text is shown as it grows.\n"
+        "Exit codes: 0 done, 1 the microphone failed, the end of the text may be\n"
+        "missing, or the text was not kept, 2 wrong usage.");
 
     verbs->devices = app.add_subcommand("devices", "List the microphones");
     verbs->devices
         ->add_option("--use", verbs->devicesOptions.chosen,
-            "Use this one from now on, or \"default\" for the system's")
+            "Use this one from now on; \"default\": the system's")
         ->type_name("ID");
     verbs->devices->add_flag("--json", verbs->devicesOptions.isJson, "Write JSON");
-    verbs->devices->footer("The chosen one is marked with *; its ID is in parentheses.");
+    verbs->devices->footer(
+        "The chosen one is marked with *; the ID is in parentheses.\n"
+        "Exit codes: 0 done, 1 no sound server or no such microphone, 2 wrong usage.");
 }
 
 SpeechVerbs::~SpeechVerbs() = default;

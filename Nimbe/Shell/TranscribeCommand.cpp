@@ -41,6 +41,7 @@ public:
     [[nodiscard]] int run() {
         bool isDone = true;
         for (const auto& path : options.files) {
+            if (services.isInterrupted()) break;
             const auto file = services.files.open(path);
             if (!file) {
                 isDone = refuse(path, file.error().message());
@@ -75,8 +76,9 @@ private:
         const auto place = services.models.installed(*model);
         if (!place)
             return fail(
-                "The speech model is not installed. Install it with: nimbe models install " +
-                std::string(model->id));
+                "The speech model is not installed, or not whole. Install it with: nimbe models "
+                "install " +
+                std::string(model->id) + " --from ADDRESS");
         auto loaded = services.runtime.load(place->folder);
         if (!loaded) return fail(loaded.error().message());
         recognizer = std::move(*loaded);
@@ -97,7 +99,10 @@ private:
         const auto transcript = hear(file, path);
         if (transcript.error) fail(shown(path) + ": " + transcript.error->message());
         const Transcript result{transcript.text, transcript.utterances, transcript.duration};
-        bool isDone = !transcript.error;
+        const bool isInterrupted = services.isInterrupted();
+        if (isInterrupted)
+            fail(shown(path) + ": Interrupted after " + clockTime(transcript.duration) + ".");
+        bool isDone = !transcript.error && !isInterrupted;
         if (options.isSaved)
             if (const auto text = result.finished())
                 isDone = saveTranscript(*text, options.mode, shell, verb, streams.error) && isDone;
@@ -116,6 +121,7 @@ private:
         FileTranscriber transcriber(services.converters, recognizer);
         return transcriber.transcribe(file, [&](Seconds done) {
             if (length > 0) bar.show(done / length, clockTime(done) + " of " + clockTime(length));
+            return !services.isInterrupted();
         });
     }
 

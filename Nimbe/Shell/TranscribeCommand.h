@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,10 @@ struct TranscribeServices {
     AudioConverters& converters;
     SpeechRuntime& runtime;
     SpeechModels& models;
+    /// The user wants it to end.
+    std::function<bool()> isInterrupted = [] {
+        return false;
+    };
     ProgressBar::Form progress = ProgressBar::Form::none;
     int columns = 80; // of the terminal that the progress is shown on
 };

@@ -77,7 +77,7 @@ FileTranscriber::Transcript FileTranscriber::transcribe(
         while (converted.next()) {
             utterances.hear(converted.samples());
             (void)utterances.work(keepsGoing);
-            onProgress(utterances.heardSeconds());
+            if (!onProgress(utterances.heardSeconds())) break;
         }
         utterances.finish();
         (void)utterances.work(keepsGoing);

@@ -22,8 +22,9 @@ public:
         Seconds duration = 0;
         std::optional<AudioFileError> error = {}; // the recording ended there
     };
-    /// The seconds of the recording that are done.
-    using OnProgress = std::function<void(Seconds)>;
+    /// The seconds of the recording that are done. False: the rest is not wanted, and what
+    /// was heard until then is recognised.
+    using OnProgress = std::function<bool(Seconds)>;
 
     FileTranscriber(AudioConverters& converters, SpeechRuntime::Recognizer& recognizer)
         : converters(converters), recognizer(recognizer) {}

@@ -136,7 +136,7 @@ Result<ModelLock, SpeechModelError> ModelSwitch::begin(const ModelPlaces& places
 }
 
 void ModelSwitch::cleanUp(const ModelPlaces& places, const SpeechModel& model) {
-    if (places.installed(model))
+    if (places.hasOwn(model))
         removeAll(places.downloads);
     else
         takeBack(places, model);

@@ -190,10 +190,9 @@ Task<Outcome> SpeechModelStore::Core::download(std::shared_ptr<Core> core, Speec
 
 Task<Outcome> SpeechModelStore::Core::verify(std::shared_ptr<Core> core, SpeechModel model) {
     const auto places = core->places(model);
-    const auto place = places.installed(model);
-    if (!place && !ModelPlaces::exists(places.folder))
-        co_return failure(SpeechModelError{Kind::notInstalled});
-    const auto folder = place ? place->folder : places.folder;
+    // Also what does not count as installed since something is wrong with it.
+    const auto folder = ModelPlaces::exists(places.folder) ? places.folder : places.packaged;
+    if (!ModelPlaces::exists(folder)) co_return failure(SpeechModelError{Kind::notInstalled});
     auto reading = core->background.run<Outcome>(
         [folder, model](const std::stop_token& stop) { return verifyFiles(folder, model, stop); });
     auto outcome = co_await reading;

@@ -229,7 +229,7 @@ TEST_F(ListenTest, anUnpluggedMicrophoneCostsNoWord) {
     EXPECT_EQ(wordsOf(process.output), wordsSpoken(2)) << process.output;
     EXPECT_EQ(process.error,
         "nimbe listen: The selected microphone is unavailable. Choose another microphone in "
-        "Settings.\n");
+        "Settings. On the command line: nimbe devices --use ID\n");
 }
 
 TEST_F(ListenTest, aKilledServerCostsNoWord) {

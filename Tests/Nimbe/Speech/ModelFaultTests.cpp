@@ -104,8 +104,8 @@ TEST_F(ModelFaultTest, aProgramWithoutItsPartsSaysWhichIsMissing) {
     const auto noModel = transcribe(executable);
     EXPECT_EQ(noModel.exitCode, 1);
     EXPECT_EQ(noModel.error,
-        "nimbe transcribe: The speech model is not installed. Install it with: nimbe models "
-        "install tiny\n");
+        "nimbe transcribe: The speech model is not installed, or not whole. Install it with: "
+        "nimbe models install tiny --from ADDRESS\n");
     const auto format = Process::run({executable.string(), "format"}, "um hello");
     EXPECT_EQ(format.exitCode, 0) << "what needs neither works";
 }

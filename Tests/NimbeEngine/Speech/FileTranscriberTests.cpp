@@ -84,6 +84,7 @@ TEST(FileTranscriber, allOfARecordingIsHeard) {
         const auto transcript =
             FileTranscriber(converters, recognizer).transcribe(file, [&](Seconds done) {
                 last = done;
+                return true;
             });
         EXPECT_EQ(transcript.text, c.text) << c.why;
         EXPECT_EQ(transcript.duration, c.duration) << c.why;
@@ -101,10 +102,25 @@ TEST(FileTranscriber, whatWasRecognisedBeforeABreakdownIsKept) {
     recognizer.decoder = std::make_unique<BreakingDecoder>();
     FakeAudioConverters converters;
     LoudFile file({16000, 1}, 16000 * 60);
-    const auto transcript = FileTranscriber(converters, recognizer).transcribe(file, [](auto) {});
+    const auto transcript =
+        FileTranscriber(converters, recognizer).transcribe(file, [](auto) { return true; });
     EXPECT_EQ(transcript.text, "first");
     ASSERT_TRUE(transcript.error);
     EXPECT_EQ(transcript.error->kind, Kind::notRecognised);
+}
+
+TEST(FileTranscriber, whatWasHeardBeforeAnEndIsRecognised) {
+    FakeSpeechRuntime runtime;
+    auto recognizer = *runtime.load("");
+    FakeAudioConverters converters;
+    LoudFile file({16000, 1}, 16000 * 60);
+    const auto transcript =
+        FileTranscriber(converters, recognizer).transcribe(file, [](Seconds done) {
+            return done < 2;
+        });
+    EXPECT_EQ(transcript.text, "w1 w2 w3 w4 w5");
+    EXPECT_FALSE(transcript.error);
+    EXPECT_LT(transcript.duration, 3);
 }
 
 } // namespace nimbe

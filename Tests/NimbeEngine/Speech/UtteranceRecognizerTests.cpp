@@ -73,6 +73,18 @@ TEST_F(UtteranceRecognizerTest, pieceSizesChangeNothing) {
     EXPECT_LE(results.back().end, static_cast<double>(samples.size()) / 16000);
 }
 
+TEST_F(UtteranceRecognizerTest, anUtteranceEndsWithTheSound) {
+    // After 20 s a pause of seven windows closes; the last is not whole.
+    std::vector<float> samples(640 * 512, 1.0F);
+    samples.resize(samples.size() + 6 * 512 + 10, 0.0F);
+    auto utterances = recognizer(Volatile::unwanted);
+    utterances.hear(samples);
+    utterances.finish();
+    EXPECT_TRUE(utterances.work(goOn));
+    ASSERT_EQ(runtime.decodes().size(), 1U);
+    EXPECT_EQ(runtime.decodes().front().samples, samples.size());
+}
+
 TEST_F(UtteranceRecognizerTest, partialTextGrowsAndTheLastOneIsFinal) {
     auto utterances = recognizer(Volatile::wanted);
     const auto samples = sound({2, 2});

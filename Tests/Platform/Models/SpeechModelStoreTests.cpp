@@ -110,7 +110,15 @@ TEST_F(SpeechModelStoreTest, installedMeansAllFilesAtTheirLengths) {
     EXPECT_TRUE(install(""));
     EXPECT_TRUE(server.requests().empty());
 
-    EXPECT_TRUE(install()) << "a copy of the user's own";
+    // A copy of the user's own, in two attempts.
+    auto broken = goodPage(0);
+    broken.breaksOffAfter = 1'000;
+    server.put(path(0), broken);
+    EXPECT_FALSE(install());
+    EXPECT_EQ(store->downloaded(model), 1'000U);
+    server.put(path(0), goodPage(0));
+    EXPECT_TRUE(install());
+    EXPECT_EQ(server.requests().at(1).headers.at("range"), "bytes=1000-");
     EXPECT_FALSE(store->installed(model)->isPackaged) << "the user's own counts first";
     fs::resize_file(place / model.files[2].name, 19'999);
     EXPECT_TRUE(store->installed(model)->isPackaged);
