@@ -23,10 +23,12 @@ void addFormat(CLI::App& app, FormatOptions& options) {
            "Begin with a capital after a filler word")
         ->excludes(keep);
     app.add_option("--step", options.step, "Run this step alone")
-        ->type_name("NAME")
+        ->option_text("NAME")
         ->check(CLI::IsMember(formatStepNames()));
     app.add_flag("--json", options.isJson, "Read a JSON string a line, write a JSON value a line");
-    app.footer("Without --json the whole input is one text; a newline at its end is left off\n"
+    app.footer("Steps: spoken-commands, fillers, reflow, dollar-ranges, enumerations,\n"
+               "structure, email-body, classify.\n"
+               "Without --json the whole input is one text; a newline at its end is left off\n"
                "and the result ends with one. The step \"classify\" writes \"empty\" or\n"
                "{\"present\": TEXT}.");
 }
