@@ -70,7 +70,8 @@ void UtteranceRecognizer::finish() {
 
 /// The sound that no utterance needs any more.
 void UtteranceRecognizer::forget() {
-    auto needed = std::min(segmenter.firstNeeded(), detected);
+    // The last window may go on past the end of the sound.
+    auto needed = std::min({segmenter.firstNeeded(), detected, heard()});
     if (!closed.empty()) needed = std::min(needed, closed.front().begin);
     // Not at every turn: the rest is moved.
     constexpr std::size_t worthMoving = 16000;
@@ -161,6 +162,7 @@ bool UtteranceRecognizer::decodeClosed(const Pump& pump) {
     auto text = spaced(hypothesis.tokens);
     hypothesis = {};
     closed.pop_front();
+    forget();
     lastPartialAt = 0;
     // Also an empty text, in place of a volatile one.
     if (text.empty() && shownVolatile.empty()) return true;

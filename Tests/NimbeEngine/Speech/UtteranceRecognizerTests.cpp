@@ -85,6 +85,16 @@ TEST_F(UtteranceRecognizerTest, anUtteranceEndsWithTheSound) {
     EXPECT_EQ(runtime.decodes().front().samples, samples.size());
 }
 
+TEST_F(UtteranceRecognizerTest, whatIsFinalIsHeldNoLonger) {
+    auto utterances = recognizer(Volatile::unwanted);
+    // A machine that is behind: all of it is heard before the first decode.
+    utterances.hear(sound({9, 2, 9, 2, 9, 2, 9, 2}));
+    EXPECT_GT(utterances.held(), 40U * 16000);
+    EXPECT_TRUE(utterances.work(goOn));
+    EXPECT_EQ(results.size(), 4U);
+    EXPECT_LT(utterances.held(), 3U * 16000);
+}
+
 TEST_F(UtteranceRecognizerTest, partialTextGrowsAndTheLastOneIsFinal) {
     auto utterances = recognizer(Volatile::wanted);
     const auto samples = sound({2, 2});
