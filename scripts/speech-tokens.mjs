@@ -1,8 +1,8 @@
 // Writes the speech models' vocabulary, which none of their packages brings, from
 // the tokenizer that they name as theirs: a line a token, the first for token 0.
 //
-// A line holds the token's bytes in hexadecimal, U+2581 for a space, in UTF-8. Tokens 3 to 258 are
-// the single bytes; 0 to 2 and those from 32000 on stand for no text.
+// A line holds the token's bytes in hexadecimal, U+2581 for a space, in UTF-8. Tokens
+// 3 to 258 are the single bytes; 0 to 2 and those from 32000 on stand for no text.
 //
 // Usage: node scripts/speech-tokens.mjs >FILE
 import tokenizer from "../assets/node_modules/llama-tokenizer-js/llama-tokenizer.js";
