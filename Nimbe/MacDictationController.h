@@ -1,0 +1,123 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <variant>
+
+#include "Foundation/Published.h"
+#include "KeyboardShortcuts/KeyboardShortcuts.h"
+#include "NimbeApp/AXInserter.h"
+#include "NimbeApp/CaptureHUD.h"
+#include "NimbeApp/OptionKeyMonitor.h"
+#include "NimbeApp/SystemSound.h"
+#include "NimbeApp/Workspace.h"
+#include "NimbeEngine/Speech/DictationEngine.h"
+#include "NimbeKitCore/History/DictationHistory.h"
+
+namespace nimbe {
+
+/// Owns the one dictation: from the press of a key to text that is saved and delivered.
+/// Main actor.
+///
+/// idle, a press, preparing, recording, a release (or, hands-free, the next press),
+/// finalizing, done, and after a while idle. A start that fails and a dictation without
+/// words end in unavailable, whose message stands until the next press.
+class MacDictationController : public std::enable_shared_from_this<MacDictationController> {
+public:
+    struct Phase {
+        enum class Kind { idle, preparing, recording, finalizing, done, unavailable };
+        Kind kind = Kind::idle;
+        std::string message = {}; // of done and unavailable
+
+        friend bool operator==(const Phase&, const Phase&) = default;
+    };
+    enum class Interaction { holding, latched };
+
+    /// Lent; all outlive the controller.
+    struct Platform {
+        MainActor& actor;
+        DictationEngine& engine;
+        DictationHistory& history;
+        AXInserter& inserter;
+        Workspace& workspace;
+        KeyboardShortcuts& shortcuts;
+        CaptureHUD& hud;
+        SystemSound& sound;
+        UserDefaults& defaults;
+        LogSink& log;
+        OptionKeyMonitor::Platform optionKey;
+        /// Two presses this close are one double click, in seconds.
+        std::function<Seconds()> doubleClickInterval;
+        /// Calls back, on the main actor, once the recogniser's model is loaded or cannot
+        /// be; at once or later.
+        std::function<void(std::function<void()>)> whenReady;
+    };
+
+    /// The chord that the user may record in place of the Option key.
+    static constexpr std::string_view shortcutName = "toggleDictation";
+    inline static const Setting<bool> insertSoundEnabled{"insertSoundEnabled", false};
+
+    /// A press at least this long ends with its release.
+    static constexpr Seconds holdThreshold = 0.3;
+
+    [[nodiscard]] static std::shared_ptr<MacDictationController> create(Platform platform);
+
+    Published<Phase> _phase;
+    Published<std::optional<std::string>> _targetName; // where the text will go
+    Published<DictationMode> _mode;
+    Published<std::optional<std::string>> _lastInsert; // how the last text was delivered
+    DictationHistory& _localHistory;
+    Published<std::map<std::string, int>> _outcomes; // how often each outcome came
+    Published<std::optional<Interaction>> _interaction;
+    Published<std::optional<std::string>> _notice; // the last dictation was not saved, and why
+
+    /// Installs the triggers.
+    void start();
+
+    // The custom shortcut's key-down and key-up.
+    void press();
+    void release();
+    // The Option key's.
+    void optionPress();
+    void optionDoubleTap();
+
+    // From the menu and from other programs; false: not now.
+    bool startLatched(); // records hands-free
+    bool stopRecording();
+    bool cancelRecording(); // forgets what was said
+    bool toggle();
+
+private:
+    explicit MacDictationController(Platform platform);
+
+    Platform platform;
+    Log log;
+    Token hudToken;
+    Token shortcutChanges;
+    Token activations;
+    std::optional<RunningApplication> lastExternalApp; // brought forward last, not this program
+    std::optional<RunningApplication> targetApp;       // in front when the press began
+    std::shared_ptr<OptionKeyMonitor> optionMonitor;   // while no shortcut is recorded
+    std::optional<Seconds> pressDownAt;
+    TaskHandle pendingFinish;
+    bool finishing = false;
+    std::int64_t runGeneration = 0;
+    TaskScope tasks;
+
+    using Weak = std::weak_ptr<MacDictationController>;
+    void appActivated(const RunningApplication& application);
+    void applyTrigger();
+    void startFinish();
+    void setUnavailable(std::string message);
+    void report(const std::string& outcome);
+    [[nodiscard]] static Task<void> startRun(Weak weakSelf, std::int64_t generation);
+    [[nodiscard]] static Task<void> finishLater(Weak weakSelf, Seconds delay);
+    [[nodiscard]] static Task<void> finishRun(Weak weakSelf, std::int64_t generation);
+    [[nodiscard]] static Task<void> resetLater(Weak weakSelf, std::int64_t generation);
+};
+
+} // namespace nimbe
