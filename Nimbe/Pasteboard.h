@@ -37,6 +37,9 @@ struct PasteboardContents {
 
 /// The place from which programs paste. Main thread.
 ///
+/// Everything begins with the call, in the order of the calls, whether or not the task
+/// is awaited: dropping it takes nothing back.
+///
 /// What is written stays there as long as this program lives or until another program
 /// writes. Serving it to others needs nothing of the main thread.
 class Pasteboard {
