@@ -33,9 +33,11 @@ public:
         LogSink& log;
     };
 
-    /// A delivery begins so with every text that was pasted; all others mean that it is on
-    /// the clipboard.
+    /// The outcome of every delivery that was pasted begins so; with all others but
+    /// clipboardUnreachable the text is on the clipboard.
     static constexpr std::string_view pasted = "Pasted";
+    static constexpr std::string_view clipboardUnreachable =
+        "The clipboard can't be reached. The text is in your history.";
 
     /// For an application that is asked to come to the front.
     static constexpr Seconds activationPatience = 1.0;
@@ -46,15 +48,18 @@ public:
     explicit AXInserter(Platform platform);
     AXInserter(const AXInserter&) = delete;
     AXInserter& operator=(const AXInserter&) = delete;
-    /// Puts back what was on the pasteboard, if that is still to be done, without waiting.
-    ~AXInserter();
 
     /// How it went, for the user.
     [[nodiscard]] Task<std::string> deliver(
         std::string text, std::optional<RunningApplication> target);
 
-    enum class Inserted { pasted, leftOnClipboard };
-    /// Without a target the text is only left on the clipboard.
+    enum class Inserted {
+        pasted,
+        leftOnClipboard,
+        nowhere // the clipboard could not be taken over
+    };
+    /// Without a target, or when another application has come to the front meanwhile, the
+    /// text is only left on the clipboard.
     [[nodiscard]] Task<Inserted> insert(std::string text, std::optional<RunningApplication> target);
 
     /// Presses what pastes in that application.
@@ -62,21 +67,39 @@ public:
 
     struct Snapshot {
         PasteboardContents pasteboard;
-        std::optional<PasteboardContents> selection = {}; // when the paste needs it
+        std::optional<PasteboardContents> selection = {}; // when the paste touches it
     };
     [[nodiscard]] Task<Snapshot> snapshotPasteboard(bool withSelection);
 
-private:
-    struct Pending;
+    /// What a paste has replaced is put back at once instead of after its delay: before
+    /// the program ends.
+    [[nodiscard]] Task<void> settle();
 
-    [[nodiscard]] Task<bool> bringForward(RunningApplication target);
-    [[nodiscard]] Task<void> copy(std::string text);
-    [[nodiscard]] static Task<void> restorePasteboard(
-        MainActor& actor, std::shared_ptr<Pending> pending);
+    /// When the last delivery's steps were done, on the monotonic clock.
+    struct Times {
+        Seconds activated = 0;
+        Seconds posted = 0;
+    };
+    Times times;
+
+private:
+    /// What a paste has replaced, until it is put back.
+    struct Replaced {
+        Snapshot before;
+        Pasteboard::Change change = 0;
+        std::optional<Pasteboard::Change> selectionChange = {};
+    };
 
     Platform platform;
     Log log;
-    std::shared_ptr<Pending> restoring; // what the pasteboard will be given back
+    std::optional<Replaced> replaced;
+    TaskHandle restoring;
+
+    [[nodiscard]] Task<bool> bringForward(RunningApplication target);
+    [[nodiscard]] Task<std::string> copy(std::string text, std::string outcome);
+    [[nodiscard]] bool isFrontmost(const RunningApplication& target);
+    [[nodiscard]] Task<void> restoreLater();
+    [[nodiscard]] Task<void> restorePasteboard();
 };
 
 } // namespace nimbe

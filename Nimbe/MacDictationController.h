@@ -9,9 +9,11 @@
 #include <variant>
 
 #include "Foundation/Published.h"
+#include "Foundation/TaskScope.h"
 #include "KeyboardShortcuts/KeyboardShortcuts.h"
 #include "NimbeApp/AXInserter.h"
 #include "NimbeApp/CaptureHUD.h"
+#include "NimbeApp/InsertSettings.h"
 #include "NimbeApp/OptionKeyMonitor.h"
 #include "NimbeApp/SystemSound.h"
 #include "NimbeApp/Workspace.h"
@@ -59,10 +61,19 @@ public:
 
     /// The chord that the user may record in place of the Option key.
     static constexpr std::string_view shortcutName = "toggleDictation";
-    inline static const Setting<bool> insertSoundEnabled{"insertSoundEnabled", false};
 
     /// A press at least this long ends with its release.
     static constexpr Seconds holdThreshold = 0.3;
+    /// How long the result of a dictation stands.
+    static constexpr Seconds resultDuration = 1.2;
+    /// How long the overlay shows what one has to read.
+    static constexpr Seconds problemDuration = 4;
+    /// For a model that is being loaded when a dictation ends.
+    static constexpr Seconds modelPatience = 60;
+
+    static constexpr std::string_view nothingSaid =
+        "No speech detected. Nimbe dictates in English for now. Try again.";
+    static constexpr std::string_view noMicrophone = "Couldn't start the microphone.";
 
     [[nodiscard]] static std::shared_ptr<MacDictationController> create(Platform platform);
 
@@ -75,7 +86,7 @@ public:
     Published<std::optional<Interaction>> _interaction;
     Published<std::optional<std::string>> _notice; // the last dictation was not saved, and why
 
-    /// Installs the triggers.
+    /// Installs the triggers. Once.
     void start();
 
     // The custom shortcut's key-down and key-up.
@@ -108,16 +119,23 @@ private:
     std::int64_t runGeneration = 0;
     TaskScope tasks;
 
+    Token engineProblems;
+    bool hasNote = false; // the overlay shows something to read
+
     using Weak = std::weak_ptr<MacDictationController>;
     void appActivated(const RunningApplication& application);
     void applyTrigger();
+    void beginRun();
     void startFinish();
+    void microphoneFailed();
     void setUnavailable(std::string message);
-    void report(const std::string& outcome);
+    void showOutcome(const std::string& outcome);
+    [[nodiscard]] std::optional<std::string> save(const std::string& text);
     [[nodiscard]] static Task<void> startRun(Weak weakSelf, std::int64_t generation);
-    [[nodiscard]] static Task<void> finishLater(Weak weakSelf, Seconds delay);
+    [[nodiscard]] static Task<void> finishLater(Weak weakSelf, MainActor& actor, Seconds delay);
     [[nodiscard]] static Task<void> finishRun(Weak weakSelf, std::int64_t generation);
-    [[nodiscard]] static Task<void> resetLater(Weak weakSelf, std::int64_t generation);
+    [[nodiscard]] static Task<std::string> spokenText(Weak weakSelf);
+    [[nodiscard]] static Task<void> reset(Weak weakSelf, MainActor& actor, std::int64_t generation);
 };
 
 } // namespace nimbe
