@@ -2,7 +2,6 @@
 
 #include <optional>
 #include <ostream>
-#include <system_error>
 
 #include "EndOfInput.h"
 #include "HearingLoader.h"
@@ -10,64 +9,25 @@
 #include "NimbeEngine/Speech/AppleSpeechEngine.h"
 #include "NimbeEngine/Speech/LocalSpeechEngine.h"
 #include "NimbeEngine/Speech/SpeechModelAssets.h"
-#include "NimbeKitCore/History/LocalKeychainKeyStore.h"
+#include "NimbeGround/Ground.h"
 #include "NimbeShell/ShellLog.h"
 #include "PlatformLog/JournalLog.h"
-#include "PlatformSecrets/SecretFileStore.h"
-#include "PlatformSecrets/SecretServiceStore.h"
-#include "PlatformSecrets/UnavailableSecretStore.h"
 #include "PlatformStorage/AtomicFileWriter.h"
-#include "PlatformStorage/DataFolders.h"
-#include "PlatformStorage/SqliteUserDefaults.h"
 #include "Terminal.h"
 
 namespace nimbe {
 namespace {
 
-/// What every verb stands on that knows the user's data.
-struct Ground {
-    Ground(DataFolders folders, std::ostream& error)
-        : folders(std::move(folders)), log(error), defaults(this->folders.settingsFile(), log) {}
-
-    DataFolders folders;
-    ShellLog log;
-    SqliteUserDefaults defaults;
-};
-
-/// All that stands behind the history, in the order in which it leans on each other.
 struct HistoryStack {
     explicit HistoryStack(Ground& ground)
-        : files(ground.folders.data, ground.log),
-          keys(LocalKeychainKeyStore::Purpose::history(), {keychain(ground.folders), files},
-              ground.defaults, ground.log),
-          history(ground.defaults, keys, ground.log), services{history, embedder, writer,
-                                                          Calendar::user(), Date::now()} {}
+        : ground(ground), services{this->ground.history, embedder, writer, Calendar::user(),
+                              Date::now()} {}
 
-    SecretStore& keychain(const DataFolders& folders) {
-        if (folders.isPortable) return noKeyring;
-        return keyring;
-    }
-
-    SecretServiceStore keyring;
-    UnavailableSecretStore noKeyring;
-    SecretFileStore files;
-    LocalKeychainKeyStore keys;
-    DictationHistory history;
+    HistoryGround ground;
     UnavailableTextEmbedder embedder;
     AtomicFileWriter writer;
     HistoryServices services;
 };
-
-/// What comes with the program, beside the folder of its executable.
-std::filesystem::path programFolder() {
-    std::error_code error;
-    return std::filesystem::read_symlink("/proc/self/exe", error).parent_path().parent_path();
-}
-
-HearingModule::ModelFolders modelFolders(const DataFolders& folders) {
-    return {folders.data / "models", folders.cache / "models",
-        programFolder() / "share" / "nimbe" / "models"};
-}
 
 /// The lines of sound and speech: for the journal, where there is one. Whoever dictates
 /// reads the verb's messages.
@@ -158,6 +118,7 @@ public:
     }
 
 private:
+    std::optional<ShellLog> log;
     std::optional<Ground> ground;
     std::optional<HistoryStack> stack;
     HearingModule* module = nullptr;
@@ -171,7 +132,8 @@ private:
             error << "nimbe: There is no place for your data: HOME names no absolute path.\n";
             return false;
         }
-        ground.emplace(std::move(*folders), error);
+        log.emplace(error);
+        ground.emplace(std::move(*folders), *log);
         return true;
     }
 

@@ -1,0 +1,32 @@
+#include "NimbeGround/Ground.h"
+
+#include <system_error>
+
+namespace nimbe {
+
+HistoryGround::HistoryGround(Ground& ground)
+    : files(ground.folders.data, ground.log),
+      keys(LocalKeychainKeyStore::Purpose::history(), {keychain(ground.folders), files},
+          ground.defaults, ground.log),
+      history(ground.defaults, keys, ground.log) {}
+
+SecretStore& HistoryGround::keychain(const DataFolders& folders) {
+    if (folders.isPortable) return noKeyring;
+    return keyring;
+}
+
+std::filesystem::path executablePath() {
+    std::error_code error;
+    return std::filesystem::read_symlink("/proc/self/exe", error);
+}
+
+std::filesystem::path programFolder() {
+    return executablePath().parent_path().parent_path();
+}
+
+HearingModule::ModelFolders modelFolders(const DataFolders& folders) {
+    return {folders.data / "models", folders.cache / "models",
+        programFolder() / "share" / "nimbe" / "models"};
+}
+
+} // namespace nimbe

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <filesystem>
+
+#include "NimbeApp/HearingModule.h"
+#include "NimbeKitCore/History/DictationHistory.h"
+#include "NimbeKitCore/History/LocalKeychainKeyStore.h"
+#include "PlatformSecrets/SecretFileStore.h"
+#include "PlatformSecrets/SecretServiceStore.h"
+#include "PlatformSecrets/UnavailableSecretStore.h"
+#include "PlatformStorage/DataFolders.h"
+#include "PlatformStorage/SqliteUserDefaults.h"
+
+namespace nimbe {
+
+/// What every mode stands on that knows the user's data.
+struct Ground {
+    Ground(DataFolders folders, LogSink& log)
+        : folders(std::move(folders)), log(log), defaults(this->folders.settingsFile(), log) {}
+
+    DataFolders folders;
+    LogSink& log;
+    SqliteUserDefaults defaults;
+};
+
+/// The history, with all that stands behind it in the order in which it leans on each
+/// other.
+struct HistoryGround {
+    explicit HistoryGround(Ground& ground);
+
+    SecretServiceStore keyring;
+    UnavailableSecretStore noKeyring;
+    SecretFileStore files;
+    LocalKeychainKeyStore keys;
+    DictationHistory history;
+
+private:
+    /// What NIMBE_HOME names stands by itself: its key too.
+    [[nodiscard]] SecretStore& keychain(const DataFolders& folders);
+};
+
+/// Where this program was started from.
+[[nodiscard]] std::filesystem::path executablePath();
+
+/// What comes with the program, beside the folder of its executable; not absolute when
+/// /proc does not tell.
+[[nodiscard]] std::filesystem::path programFolder();
+
+[[nodiscard]] HearingModule::ModelFolders modelFolders(const DataFolders& folders);
+
+} // namespace nimbe
