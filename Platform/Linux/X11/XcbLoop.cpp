@@ -59,17 +59,26 @@ void XcbLoop::stop() {
     isStopping = true;
     ::eventfd_write(wakeUp, 1);
     thread.join();
-    const std::lock_guard guard(mutex);
-    jobs.clear();
-    timers.clear();
+    dropJobs();
 }
 
 void XcbLoop::post(Job job) {
     {
         const std::lock_guard guard(mutex);
+        if (hasEnded) return;
         jobs.push_back(std::move(job));
     }
+    wake();
+}
+
+void XcbLoop::wake() {
     ::eventfd_write(wakeUp, 1);
+}
+
+bool XcbLoop::drain(const EventHandler& taker) {
+    while (const XcbPointer<xcb_generic_event_t> event{xcb_poll_for_event(xcb)})
+        if (taker) taker(*event);
+    return isConnected();
 }
 
 void XcbLoop::schedule(Seconds delay, Job job) {
@@ -80,16 +89,24 @@ void XcbLoop::run() {
     while (!isStopping) {
         runJobs();
         runTimers();
-        // What came with a reply to somebody's request stands in xcb's own queue: poll()
-        // would not tell of it.
-        xcb_flush(xcb);
         readEvents();
         if (!isConnected()) {
             log.error("x11: the display has gone (%s)", name.c_str());
-            return;
+            break;
         }
         wait();
     }
+    dropJobs();
+}
+
+void XcbLoop::dropJobs() {
+    std::deque<Job> dropped; // what they hold may post as it goes
+    {
+        const std::lock_guard guard(mutex);
+        hasEnded = true;
+        dropped.swap(jobs);
+    }
+    timers.clear();
 }
 
 void XcbLoop::readEvents() {
@@ -120,7 +137,9 @@ void XcbLoop::runTimers() {
 }
 
 void XcbLoop::wait() {
-    // A handler may have asked the server something: its reply may have brought events.
+    xcb_flush(xcb); // what jobs and handlers asked for
+    // What came with a reply, or while a full pipe was flushed, stands in xcb's own queue:
+    // poll() would not tell of it.
     if (const XcbPointer<xcb_generic_event_t> event{xcb_poll_for_queued_event(xcb)}) {
         handler(*event);
         return;
@@ -143,6 +162,7 @@ xcb_atom_t XcbLoop::atom(const std::string& atomName) {
     const auto asked =
         xcb_intern_atom(xcb, 0, static_cast<std::uint16_t>(atomName.size()), atomName.data());
     const XcbPointer<xcb_intern_atom_reply_t> reply{xcb_intern_atom_reply(xcb, asked, nullptr)};
+    wake();
     if (!reply) return XCB_ATOM_NONE;
     remember(atomName, reply->atom);
     return reply->atom;
@@ -155,6 +175,7 @@ std::string XcbLoop::atomName(xcb_atom_t atom) {
     }
     const auto asked = xcb_get_atom_name(xcb, atom);
     const XcbPointer<xcb_get_atom_name_reply_t> reply{xcb_get_atom_name_reply(xcb, asked, nullptr)};
+    wake();
     if (!reply) return {};
     std::string found(xcb_get_atom_name_name(reply.get()),
         static_cast<std::size_t>(xcb_get_atom_name_name_length(reply.get())));

@@ -24,7 +24,8 @@ template <typename T>
 using XcbPointer = std::unique_ptr<T, XcbFree>;
 
 /// A connection of its own to the X server, and a thread that reads its events. Sleeps
-/// while nothing happens.
+/// while nothing happens. Without start() a connection for one thread that asks and
+/// waits for answers.
 class XcbLoop {
 public:
     using Job = std::function<void()>;
@@ -43,8 +44,11 @@ public:
     /// Ends the thread; pending jobs are dropped. Before what the handler uses goes.
     void stop();
 
-    /// Runs `job` on the thread. Any thread.
+    /// Runs `job` on the thread; drops it once the server has gone. Any thread.
     void post(Job job);
+    /// Whoever waited on another thread for a reply of this connection calls it after
+    /// that: events that came with the reply would else stay unseen until the next ones.
+    void wake();
     /// Runs `job` once on the thread, `delay` from now. On the thread.
     void schedule(Seconds delay, Job job);
 
@@ -53,6 +57,10 @@ public:
     [[nodiscard]] xcb_window_t root() const { return defaultScreen->root; }
     /// False once the server has gone.
     [[nodiscard]] bool isConnected() const { return xcb_connection_has_error(xcb) == 0; }
+
+    /// Where there is no thread: gives away the events that have come, without waiting.
+    /// False once the server has gone.
+    [[nodiscard]] bool drain(const EventHandler& taker = {});
 
     /// Asks the server the first time. Any thread.
     [[nodiscard]] xcb_atom_t atom(const std::string& name);
@@ -71,6 +79,7 @@ private:
     std::deque<Job> jobs;
     std::map<std::string, xcb_atom_t, std::less<>> atoms;
     std::map<xcb_atom_t, std::string> atomNames;
+    bool hasEnded = false;             // under the mutex
     std::multimap<double, Job> timers; // the thread's own
     EventHandler handler;
     std::atomic<bool> isStopping = false;
@@ -80,6 +89,7 @@ private:
     void readEvents();
     void runJobs();
     void runTimers();
+    void dropJobs();
     void wait();
     void remember(const std::string& name, xcb_atom_t atom);
 };
