@@ -26,7 +26,8 @@ public:
 
     virtual ~HotKeys() = default;
 
-    /// Until the token is dropped. The other programs do not see the chord's key.
+    /// Until the token is dropped; a chord that is down then has no `up` any more. The
+    /// other programs do not see the chord's key.
     [[nodiscard]] virtual Result<Token, HotKeyError> registerHotKey(
         const Shortcut& shortcut, Handlers handlers) = 0;
 };
