@@ -14,6 +14,8 @@ struct ModifierFlags {
     bool shift = false;
     bool function = false;
     bool capsLock = false;
+
+    friend bool operator==(const ModifierFlags&, const ModifierFlags&) = default;
 };
 
 struct KeyEvent {
