@@ -14,7 +14,8 @@ struct CrashSentinel {
         friend bool operator==(const LaunchAssessment&, const LaunchAssessment&) = default;
     };
 
-    /// `unclean`: the run before left its sentinel; `priorCount`: what stands in it.
+    /// `unclean`: the run before left its sentinel; `priorCount`: what stands in it, which
+    /// must not be the largest number.
     [[nodiscard]] static LaunchAssessment assess(bool unclean, std::int64_t priorCount);
 };
 
