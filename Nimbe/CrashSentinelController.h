@@ -1,9 +1,9 @@
 #pragma once
 
-#include <filesystem>
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Foundation/Date.h"
@@ -11,23 +11,21 @@
 #include "Foundation/Log.h"
 #include "Foundation/Published.h"
 #include "Foundation/UserDefaults.h"
+#include "NimbeApp/CrashReports.h"
 #include "NimbeApp/DocumentOpener.h"
 #include "NimbeKitCore/CrashSentinel.h"
 
 namespace nimbe {
 
-/// Tells whether the run before ended cleanly, by a file that is there while the
-/// program runs, and offers the two ways out. Main actor; file system errors never stop
-/// the program.
+/// Tells whether the run before ended cleanly, by a file (see LaunchSentinel) that is
+/// there while the program runs, and offers the two ways out. Main actor; one instance of
+/// the program at a time. File system errors are logged and never stop the program.
 class CrashSentinelController {
 public:
     inline static const Setting<bool> forceLocalOnlyOnce{"forceLocalOnlyOnce", false};
 
-    /// Where the system keeps reports of crashes, and how those of this program begin.
-    struct ReportFolder {
-        std::filesystem::path folder;
-        std::string prefix;
-    };
+    using ReportFolder = CrashReportFolder;
+
     /// Lent; all outlive the controller.
     struct Platform {
         FileWriter& files;
@@ -53,11 +51,13 @@ public:
     Published<CrashSentinel::LaunchAssessment> _assessment;
     std::optional<Date> priorLaunchAt; // when the run that ended uncleanly had started
 
-    /// Once, before there is anything to see.
+    /// Once, before there is anything to see. Makes the data folder where it is missing,
+    /// for this user alone.
     void assessLaunch();
     /// A clean end.
     void applicationWillTerminate();
 
+    /// Shows the newest report, if there is one, and begins an e-mail.
     void reportProblem();
     /// The next launch goes without the cloud, once. False: it could not be stored.
     [[nodiscard]] bool relaunchLocalOnly();
@@ -66,6 +66,8 @@ public:
 private:
     Platform platform;
     Log log;
+
+    void makeFolder();
 };
 
 } // namespace nimbe
