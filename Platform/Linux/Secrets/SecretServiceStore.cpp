@@ -1,27 +1,18 @@
 #include "PlatformSecrets/SecretServiceStore.h"
 
 #include <algorithm>
-#include <chrono>
-#include <condition_variable>
 #include <libsecret/secret.h>
 #include <memory>
-#include <mutex>
-#include <thread>
 #include <tuple>
 #include <vector>
 
+#include "PlatformGLib/CancelAfter.h"
 #include "PlatformSecrets/Base64.h"
 
 namespace nimbe {
 namespace {
 
 using Kind = KeyStoreError::Kind;
-
-struct Unref {
-    void operator()(gpointer object) const { g_object_unref(object); }
-};
-template <typename T>
-using Object = std::unique_ptr<T, Unref>;
 
 struct FreeAttributes {
     void operator()(GHashTable* table) const { g_hash_table_unref(table); }
@@ -32,40 +23,6 @@ struct FreeValue {
     void operator()(SecretValue* value) const { secret_value_unref(value); }
 };
 using Value = std::unique_ptr<SecretValue, FreeValue>;
-
-/// Cancels what runs under it when its time is up.
-class Deadline {
-public:
-    explicit Deadline(Seconds seconds)
-        : cancellable(g_cancellable_new()), watch([this, seconds] { wait(seconds); }) {}
-    ~Deadline() {
-        {
-            const std::lock_guard guard(mutex);
-            isOver = true;
-        }
-        over.notify_one();
-    }
-    Deadline(const Deadline&) = delete;
-    Deadline& operator=(const Deadline&) = delete;
-
-    operator GCancellable*() const { return cancellable.get(); }
-
-private:
-    Object<GCancellable> cancellable;
-    std::mutex mutex;
-    std::condition_variable over;
-    bool isOver = false;
-    std::jthread watch; // last: it uses the others
-
-    void wait(Seconds seconds) {
-        std::unique_lock guard(mutex);
-        const auto isDone = [this] {
-            return isOver;
-        };
-        if (!over.wait_for(guard, std::chrono::duration<Seconds>(seconds), isDone))
-            g_cancellable_cancel(cancellable.get());
-    }
-};
 
 /// An error of the library, with what it means for a key.
 class Failure {
@@ -141,22 +98,22 @@ Attributes attributesOf(const SecretStore::Item& item) {
 
 /// A connection of its own for each operation: a keyring that was started again
 /// since is met anew.
-Result<Object<SecretService>, KeyStoreError> connect(GCancellable* deadline) {
+Result<GObjectPointer<SecretService>, KeyStoreError> connect(GCancellable* deadline) {
     Failure bus;
-    const Object<GDBusConnection> connection(
+    const GObjectPointer<GDBusConnection> connection(
         g_bus_get_sync(G_BUS_TYPE_SESSION, deadline, bus.out()));
     if (!connection) return bus.as("session bus");
     // Otherwise the library ends the process when the bus goes away.
     g_dbus_connection_set_exit_on_close(connection.get(), FALSE);
 
     Failure failed;
-    Object<SecretService> service(secret_service_open_sync(
+    GObjectPointer<SecretService> service(secret_service_open_sync(
         SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_OPEN_SESSION, deadline, failed.out()));
     if (!service) return failed.as("opening");
     return service;
 }
 
-using Items = std::vector<Object<SecretItem>>;
+using Items = std::vector<GObjectPointer<SecretItem>>;
 
 /// All items with the attributes, oldest first, then by path, so that everyone
 /// who looks takes the same one. Secrets are loaded where they are unlocked.
@@ -173,7 +130,7 @@ Result<Items, KeyStoreError> search(
     g_list_free(list);
     if (failed.isSet()) return failed.as("searching");
 
-    const auto order = [](const Object<SecretItem>& found) {
+    const auto order = [](const GObjectPointer<SecretItem>& found) {
         const std::string_view path(g_dbus_proxy_get_object_path(G_DBUS_PROXY(found.get())));
         return std::make_tuple(secret_item_get_created(found.get()), path.size(), path); // 9, 10
     };
@@ -194,10 +151,10 @@ Result<std::optional<Bytes>, KeyStoreError> secretOf(SecretItem* item) {
 }
 
 /// Null when there is none.
-Result<Object<SecretCollection>, KeyStoreError> defaultKeyring(
+Result<GObjectPointer<SecretCollection>, KeyStoreError> defaultKeyring(
     SecretService* service, GCancellable* deadline) {
     Failure failed;
-    Object<SecretCollection> collection(secret_collection_for_alias_sync(
+    GObjectPointer<SecretCollection> collection(secret_collection_for_alias_sync(
         service, SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE, deadline, failed.out()));
     if (!collection && failed.isSet()) return failed.as("default keyring");
     if (collection && secret_collection_get_locked(collection.get()))
@@ -208,7 +165,7 @@ Result<Object<SecretCollection>, KeyStoreError> defaultKeyring(
 } // namespace
 
 Result<std::optional<Bytes>, KeyStoreError> SecretServiceStore::read(const Item& item) {
-    const Deadline deadline(patience);
+    const CancelAfter deadline(patience);
     const auto service = connect(deadline);
     if (!service) return failure(service.error());
     const auto items = search(service->get(), item, deadline);
@@ -227,7 +184,7 @@ Result<std::optional<Bytes>, KeyStoreError> SecretServiceStore::read(const Item&
 
 Result<SecretStore::Added, KeyStoreError> SecretServiceStore::add(
     const Item& item, const Bytes& secret) {
-    const Deadline deadline(patience);
+    const CancelAfter deadline(patience);
     const auto service = connect(deadline);
     if (!service) return failure(service.error());
     // The service replaces or doubles an item with the same attributes and has no
@@ -244,7 +201,7 @@ Result<SecretStore::Added, KeyStoreError> SecretServiceStore::add(
     const Value value(secret_value_new(base64Encoded(secret).c_str(), -1, "text/plain"));
     Failure failed;
     const auto attributes = attributesOf(item);
-    const Object<SecretItem> made(secret_item_create_sync(keyring->get(), &schema(),
+    const GObjectPointer<SecretItem> made(secret_item_create_sync(keyring->get(), &schema(),
         attributes.get(), "Nimbe", value.get(), SECRET_ITEM_CREATE_NONE, deadline, failed.out()));
     if (!made) return failed.as("adding");
     return Added::stored;
