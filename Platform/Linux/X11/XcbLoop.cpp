@@ -1,10 +1,12 @@
 #include "PlatformX11/XcbLoop.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
+#include <sys/socket.h>
 #include <time.h>
 #include <unistd.h>
 #include <utility>
@@ -48,8 +50,9 @@ XcbLoop::~XcbLoop() {
     ::close(wakeUp);
 }
 
-void XcbLoop::start(EventHandler eventHandler) {
+void XcbLoop::start(EventHandler eventHandler, Job lost) {
     handler = std::move(eventHandler);
+    onLost = std::move(lost);
     thread = std::thread([this] { run(); });
     pthread_setname_np(thread.native_handle(), name.substr(0, 15).c_str());
 }
@@ -58,14 +61,17 @@ void XcbLoop::stop() {
     if (!thread.joinable()) return;
     isStopping = true;
     ::eventfd_write(wakeUp, 1);
+    if (ended.get_future().wait_for(std::chrono::seconds(1)) != std::future_status::ready)
+        ::shutdown(xcb_get_file_descriptor(xcb), SHUT_RDWR); // ends its wait for a reply
     thread.join();
-    dropJobs();
+    const std::lock_guard guard(mutex);
+    jobs.clear();
+    timers.clear();
 }
 
 void XcbLoop::post(Job job) {
     {
         const std::lock_guard guard(mutex);
-        if (hasEnded) return;
         jobs.push_back(std::move(job));
     }
     wake();
@@ -89,24 +95,10 @@ void XcbLoop::run() {
     while (!isStopping) {
         runJobs();
         runTimers();
-        readEvents();
-        if (!isConnected()) {
-            log.error("x11: the display has gone (%s)", name.c_str());
-            break;
-        }
+        if (!isLost) readEvents();
         wait();
     }
-    dropJobs();
-}
-
-void XcbLoop::dropJobs() {
-    std::deque<Job> dropped; // what they hold may post as it goes
-    {
-        const std::lock_guard guard(mutex);
-        hasEnded = true;
-        dropped.swap(jobs);
-    }
-    timers.clear();
+    ended.set_value();
 }
 
 void XcbLoop::readEvents() {
@@ -114,6 +106,10 @@ void XcbLoop::readEvents() {
         handler(*event);
         if (isStopping) return;
     }
+    if (isConnected()) return;
+    isLost = true;
+    log.error("x11: the display has gone (%s)", name.c_str());
+    if (onLost) onLost();
 }
 
 void XcbLoop::runJobs() {
@@ -137,19 +133,22 @@ void XcbLoop::runTimers() {
 }
 
 void XcbLoop::wait() {
-    xcb_flush(xcb); // what jobs and handlers asked for
-    // What came with a reply, or while a full pipe was flushed, stands in xcb's own queue:
-    // poll() would not tell of it.
-    if (const XcbPointer<xcb_generic_event_t> event{xcb_poll_for_queued_event(xcb)}) {
-        handler(*event);
-        return;
+    if (!isLost) {
+        // Jobs, timers and handlers have asked things of the server. Sending that may read
+        // events, as may a reply that they waited for: those stand in xcb's own queue, of
+        // which poll() would not tell.
+        xcb_flush(xcb);
+        if (const XcbPointer<xcb_generic_event_t> event{xcb_poll_for_queued_event(xcb)}) {
+            handler(*event);
+            return;
+        }
     }
     int milliseconds = -1;
     if (!timers.empty())
         milliseconds = std::max(
             0, static_cast<int>(std::ceil((timers.begin()->first - monotonicNow()) * 1000)));
-    pollfd files[] = {{xcb_get_file_descriptor(xcb), POLLIN, 0}, {wakeUp, POLLIN, 0}};
-    ::poll(files, 2, milliseconds);
+    pollfd files[] = {{wakeUp, POLLIN, 0}, {xcb_get_file_descriptor(xcb), POLLIN, 0}};
+    ::poll(files, isLost ? 1 : 2, milliseconds);
     eventfd_t count = 0;
     ::eventfd_read(wakeUp, &count);
 }
@@ -162,7 +161,7 @@ xcb_atom_t XcbLoop::atom(const std::string& atomName) {
     const auto asked =
         xcb_intern_atom(xcb, 0, static_cast<std::uint16_t>(atomName.size()), atomName.data());
     const XcbPointer<xcb_intern_atom_reply_t> reply{xcb_intern_atom_reply(xcb, asked, nullptr)};
-    wake();
+    wake(); // for events that came with it, on whichever thread
     if (!reply) return XCB_ATOM_NONE;
     remember(atomName, reply->atom);
     return reply->atom;

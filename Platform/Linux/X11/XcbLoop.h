@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <deque>
 #include <functional>
+#include <future>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -39,19 +40,23 @@ public:
     ~XcbLoop();
 
     /// Events, errors of unchecked requests among them, go to `handler` on the thread.
-    /// Once; jobs posted before wait for it.
-    void start(EventHandler handler);
-    /// Ends the thread; pending jobs are dropped. Before what the handler uses goes.
+    /// Once; jobs posted before wait for it. `onLost` runs there when the server has gone:
+    /// no events come any more, replies are null, jobs and timers still run.
+    void start(EventHandler handler, Job onLost = {});
+    /// Ends the thread; pending jobs are dropped. Before what the handler uses goes. When
+    /// the server does not answer what the thread has asked, gives up the connection after
+    /// a second.
     void stop();
 
-    /// Runs `job` on the thread; drops it once the server has gone. Any thread.
+    /// Runs `job` on the thread. Any thread.
     void post(Job job);
-    /// Whoever waited on another thread for a reply of this connection calls it after
-    /// that: events that came with the reply would else stay unseen until the next ones.
-    void wake();
     /// Runs `job` once on the thread, `delay` from now. On the thread.
     void schedule(Seconds delay, Job job);
 
+    /// Whoever waited on another thread for a reply of this connection calls it after
+    /// that: events that came with the reply would else stay unseen until the next ones.
+    void wake();
+    /// Any thread may send requests and flush.
     [[nodiscard]] xcb_connection_t* connection() const { return xcb; }
     [[nodiscard]] const xcb_screen_t& screen() const { return *defaultScreen; }
     [[nodiscard]] xcb_window_t root() const { return defaultScreen->root; }
@@ -79,9 +84,11 @@ private:
     std::deque<Job> jobs;
     std::map<std::string, xcb_atom_t, std::less<>> atoms;
     std::map<xcb_atom_t, std::string> atomNames;
-    bool hasEnded = false;             // under the mutex
     std::multimap<double, Job> timers; // the thread's own
     EventHandler handler;
+    Job onLost;
+    bool isLost = false; // the thread's own
+    std::promise<void> ended;
     std::atomic<bool> isStopping = false;
     std::thread thread;
 
@@ -89,7 +96,6 @@ private:
     void readEvents();
     void runJobs();
     void runTimers();
-    void dropJobs();
     void wait();
     void remember(const std::string& name, xcb_atom_t atom);
 };
