@@ -21,7 +21,8 @@ struct Shortcut {
     /// Absent for what text() does not give.
     [[nodiscard]] static std::optional<Shortcut> parse(std::string_view text);
 
-    /// For the user: "Ctrl + Alt + D".
+    /// For the user: "Ctrl + Alt + D"; keys as they are labelled, where we know it, else by
+    /// their names.
     [[nodiscard]] std::string displayName() const;
 
     friend bool operator==(const Shortcut&, const Shortcut&) = default;
