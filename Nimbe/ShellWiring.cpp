@@ -11,6 +11,7 @@
 #include "NimbeEngine/Speech/SpeechModelAssets.h"
 #include "NimbeGround/Ground.h"
 #include "NimbeShell/ShellLog.h"
+#include "PlatformDesktop/BusRemoteClient.h"
 #include "PlatformLog/JournalLog.h"
 #include "PlatformStorage/AtomicFileWriter.h"
 #include "Terminal.h"
@@ -116,8 +117,10 @@ public:
         dictation.emplace(*ground, *hearing, *module, *named);
         return &dictation->services;
     }
+    RemoteInstance& remote() override { return instance; }
 
 private:
+    BusRemoteClient instance;
     std::optional<ShellLog> log;
     std::optional<Ground> ground;
     std::optional<HistoryStack> stack;

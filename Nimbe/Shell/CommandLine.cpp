@@ -8,6 +8,7 @@
 #include "NimbeShell/FormatCommand.h"
 #include "NimbeShell/HistoryCommand.h"
 #include "NimbeShell/ModelsCommand.h"
+#include "NimbeShell/RemoteVerbs.h"
 #include "NimbeShell/ShellServices.h"
 #include "NimbeShell/SpeechVerbs.h"
 
@@ -184,6 +185,7 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
     modelsVerb->footer(modelsFooter);
     ModelsVerbs modelsVerbs(*modelsVerb, models);
     modelsVerbs.addAll();
+    RemoteVerbs remote(app);
 
     const auto refuse = [&](const std::string& message) {
         streams.error << "nimbe: " << message << "\n";
@@ -196,6 +198,8 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
                           << group->get_name() << " --help lists the verbs.\n";
         else if (speech.isParsed())
             streams.error << speech.usage();
+        else if (remote.isParsed())
+            streams.error << remote.usage();
         else
             streams.error << "Usage: nimbe VERB [OPTIONS]\nnimbe --help lists the verbs.\n";
         return ExitCode::usage;
@@ -216,6 +220,7 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
         return modelServices ? runModels(models, *modelServices, streams) : ExitCode::failure;
     }
     if (speech.isParsed()) return speech.run(services, streams);
+    if (remote.isParsed()) return remote.run(services, streams);
     const auto* historyServices = services.history(streams.error);
     return historyServices ? runHistory(history, *historyServices, streams) : ExitCode::failure;
 }

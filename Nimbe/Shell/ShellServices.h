@@ -1,5 +1,6 @@
 #pragma once
 
+#include "NimbeApp/RemoteInstance.h"
 #include "NimbeShell/DevicesCommand.h"
 #include "NimbeShell/HistoryCommand.h"
 #include "NimbeShell/ListenCommand.h"
@@ -26,6 +27,9 @@ public:
     /// With the model of that id; empty: the default.
     [[nodiscard]] virtual const ListenServices* listening(
         const std::string& model, std::ostream& error) = 0;
+
+    /// The application that runs, if one does.
+    [[nodiscard]] virtual RemoteInstance& remote() = 0;
 };
 
 } // namespace nimbe

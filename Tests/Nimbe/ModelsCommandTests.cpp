@@ -4,9 +4,9 @@
 
 #include "Fakes/FakeSpeechModels.h"
 #include "Fakes/MemoryUserDefaults.h"
+#include "Fakes/NoShellServices.h"
 #include "Foundation/Json.h"
 #include "NimbeShell/ModelsCommand.h"
-#include "NimbeShell/ShellServices.h"
 
 namespace nimbe {
 namespace {
@@ -14,17 +14,10 @@ namespace {
 using Kind = SpeechModelError::Kind;
 using Outcome = Result<void, SpeechModelError>;
 
-class OnlyModels final : public ShellServices {
+class OnlyModels final : public NoShellServices {
 public:
     explicit OnlyModels(const ModelServices& services) : services(services) {}
-    const HistoryServices* history(std::ostream& /*error*/) override { return nullptr; }
     const ModelServices* models(std::ostream& /*error*/) override { return &services; }
-    const TranscribeServices* transcription(std::ostream& /*error*/) override { return nullptr; }
-    const DevicesServices* devices(std::ostream& /*error*/) override { return nullptr; }
-    const ListenServices* listening(
-        const std::string& /*model*/, std::ostream& /*error*/) override {
-        return nullptr;
-    }
 
 private:
     const ModelServices& services;

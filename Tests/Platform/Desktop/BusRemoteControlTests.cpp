@@ -211,6 +211,20 @@ TEST_F(BusRemoteControlTest, whoAsksToQuitHasAnAnswerThoughItAllGoes) {
     }
 }
 
+TEST_F(BusRemoteControlTest, theShellVerbsReachIt) {
+    const auto nimbe = [this](const char* verb) {
+        return whileServing([verb] { return Process::run({NIMBE_EXECUTABLE, verb}, ""); });
+    };
+    EXPECT_EQ(nimbe("toggle").error, "nimbe toggle: Nimbe is not running.\n");
+    ASSERT_EQ(control->takeName(), Name::owned);
+    control->serve(handlers());
+    EXPECT_EQ(nimbe("toggle").exitCode, 0);
+    EXPECT_EQ(nimbe("stop").exitCode, 1);
+    EXPECT_EQ(nimbe("status").output, "Ready.\n");
+    EXPECT_EQ(nimbe("quit").exitCode, 0);
+    EXPECT_EQ(done, (std::vector<std::string>{"toggle", "stop", "quit"}));
+}
+
 TEST_F(BusRemoteControlTest, listenersHearOfEveryOtherStatusOnce) {
     ASSERT_EQ(control->takeName(), Name::owned);
     control->serve(handlers());
