@@ -1,60 +1,37 @@
 #include "EndOfInput.h"
 
 #include <array>
-#include <atomic>
-#include <csignal>
 #include <memory>
 #include <optional>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <termios.h>
 #include <thread>
 #include <unistd.h>
 
+#include "PlatformDesktop/InterruptEvent.h"
+
 namespace nimbe {
 namespace {
-
-// Where the signal handler writes: it may do nothing else.
-std::atomic<int> interruptEvent = -1;
-
-void onInterrupt(int /*number*/) {
-    const std::uint64_t one = 1;
-    if (::write(interruptEvent, &one, sizeof one) < 0) return;
-}
 
 class Watch {
 public:
     Watch(MainActor& actor, std::function<void()> onEnd)
-        : actor(actor), onEnd(std::make_shared<std::function<void()>>(std::move(onEnd))),
-          event(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-        interruptEvent = event;
-        struct sigaction action {};
-        action.sa_handler = onInterrupt;
-        // The first asks for the end, the second is one.
-        action.sa_flags = static_cast<int>(SA_RESETHAND);
-        for (std::size_t i = 0; i < signals.size(); ++i)
-            ::sigaction(signals.at(i), &action, &earlier.at(i));
+        : actor(actor), onEnd(std::make_shared<std::function<void()>>(std::move(onEnd))) {
         silence();
         thread = std::thread([this] { watch(); });
     }
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
     ~Watch() {
-        for (std::size_t i = 0; i < signals.size(); ++i)
-            ::sigaction(signals.at(i), &earlier.at(i), nullptr);
         if (terminal) ::tcsetattr(STDIN_FILENO, TCSADRAIN, &*terminal);
-        onInterrupt(0);
+        interrupts.wake();
         thread.join();
-        interruptEvent = -1;
-        ::close(event);
     }
 
 private:
     MainActor& actor;
     std::shared_ptr<std::function<void()>> onEnd; // of the main thread, which may drop it
-    int event;
-    static constexpr std::array signals{SIGINT, SIGTERM, SIGHUP};
-    std::array<struct sigaction, signals.size()> earlier{};
+    InterruptEvent interrupts;
     std::optional<termios> terminal; // as it was
     std::thread thread;
 
@@ -70,7 +47,8 @@ private:
 
     /// Its thread takes everything up to the line's end, or to an interrupt.
     void watch() {
-        std::array<pollfd, 2> watched{pollfd{STDIN_FILENO, POLLIN, 0}, pollfd{event, POLLIN, 0}};
+        std::array<pollfd, 2> watched{
+            pollfd{STDIN_FILENO, POLLIN, 0}, pollfd{interrupts.descriptor(), POLLIN, 0}};
         std::array<char, 4096> bytes{};
         bool isEnded = false;
         while (!isEnded) {
