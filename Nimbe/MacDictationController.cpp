@@ -232,7 +232,9 @@ Task<void> MacDictationController::finishRun(Weak weakSelf, std::int64_t generat
         self->setUnavailable(problem.value_or(std::string(nothingSaid)));
         co_return;
     }
+    const Seconds textReady = self->platform.actor.now();
     self->_notice.set(self->save(*present));
+    const Seconds saved = self->platform.actor.now();
     auto delivering = self->platform.inserter.deliver(*present, self->targetApp);
     self.reset();
     const auto delivered = co_await delivering;
@@ -245,6 +247,16 @@ Task<void> MacDictationController::finishRun(Weak weakSelf, std::int64_t generat
     self->_outcomes.set(std::move(outcomes));
     self->log.info("dictation outcome: %s len=%ld", delivered.c_str(),
         static_cast<long>(text::characterCount(*present)));
+    const auto& stop = self->platform.engine.stopTimes();
+    const auto& insert = self->platform.inserter.times;
+    const auto milliseconds = [](Seconds from, Seconds to) {
+        return std::max(0.0, (to - from) * 1000);
+    };
+    self->log.info("dictation times: drain=%.2f decode=%.2f text=%.2f save=%.2f activate=%.2f "
+                   "paste=%.2f ms",
+        milliseconds(stop.called, stop.drained), milliseconds(stop.drained, stop.ended),
+        milliseconds(stop.ended, textReady), milliseconds(textReady, saved),
+        milliseconds(saved, insert.activated), milliseconds(insert.activated, insert.posted));
     self->finishing = false;
     self->showOutcome(delivered);
     auto& actor = self->platform.actor;

@@ -171,11 +171,14 @@ Task<std::string> DictationEngine::stop() {
 Task<void> DictationEngine::finish() {
     // The end of the last word is handed over before the recogniser hears that there
     // is no more.
+    times.called = actor.now();
     auto closing = capture.stop();
     co_await closing;
+    times.drained = actor.now();
     engine.finish();
     auto finishing = withDeadline(actor, longestFinish, ended(*resultsEnded));
     (void)co_await finishing;
+    times.ended = actor.now();
     if (!resultsFinished)
         log.error("results stream did not finish after recognizer teardown; using live transcript");
     auto answer = resultsFinished ? finalizedText : _liveTranscript.get();

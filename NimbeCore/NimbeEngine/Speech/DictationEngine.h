@@ -47,6 +47,14 @@ public:
     /// than a stop waits.
     [[nodiscard]] bool hasFinished() const { return resultsFinished; }
 
+    /// When the last stop's steps were done, on the monotonic clock.
+    struct StopTimes {
+        Seconds called = 0;
+        Seconds drained = 0; // the microphone is closed, all sound handed over
+        Seconds ended = 0;   // the text is there
+    };
+    [[nodiscard]] const StopTimes& stopTimes() const { return times; }
+
     /// The session's, or the last one's, with their times.
     [[nodiscard]] const std::vector<TranscriptionResult>& finalResults() const { return finals; }
 
@@ -68,6 +76,7 @@ private:
     std::optional<Completion<bool>> resultsEnded;
     bool resultsFinished = false;
     TaskHandle levelTask;
+    StopTimes times;
     std::string finalizedText;
     std::vector<TranscriptionResult> finals;
     std::optional<std::string> activeLocaleID;
