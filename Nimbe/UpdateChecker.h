@@ -8,15 +8,17 @@
 #include "Foundation/Published.h"
 #include "Foundation/UserDefaults.h"
 #include "NimbeApp/DocumentOpener.h"
+#include "NimbeApp/ServiceAddress.h"
 #include "NimbeKitCore/UpdateManifest.h"
 
 namespace nimbe {
 
-/// Learns of newer builds from the update service. Announces, installs nothing. Main
-/// actor.
+/// Learns of newer builds from the update service, ADDRESS/api/mac/latest. Announces,
+/// installs nothing. Main actor.
 ///
-/// Without a base address nothing is asked. A request that fails, or an answer that is
-/// none, announces nothing new and leaves what is announced.
+/// Without a base address, or with one that ServiceAddress refuses, nothing is asked. A
+/// request that fails, or an answer that is no manifest, leaves what is announced; a
+/// manifest that is not newer than the running build takes it back.
 class UpdateChecker : public std::enable_shared_from_this<UpdateChecker> {
 public:
     inline static const Setting<bool> automaticChecksEnabled{
@@ -24,7 +26,7 @@ public:
     /// "https://updates.example.org"; absent by default.
     inline static const Setting<std::string> serviceAddress{"updateServiceAddress"};
 
-    static constexpr Seconds interval = 24 * 3600;
+    static constexpr Seconds interval = 24 * 3600.0;
     static constexpr Seconds deadline = 15;
     static constexpr std::uint64_t largestManifest = 64 * 1024; // bytes
 
@@ -43,16 +45,21 @@ public:
 
     /// Checks now and then once a day while it lives.
     void start();
-    /// The setting or the address has changed, or the user asks.
+    /// The setting or the address has changed, or the user asks. Replaces a check that
+    /// runs. While checks are switched off nothing is asked and nothing is announced.
     void check();
-    /// Opens the download page.
+    /// Opens the download page, ADDRESS/mac.
     void openDownloadPage();
 
 private:
     explicit UpdateChecker(Platform platform);
 
+    using Answer = Result<HttpResponse, HttpError>;
+
     [[nodiscard]] static Task<void> checkDaily(std::weak_ptr<UpdateChecker> weakSelf);
-    [[nodiscard]] static Task<void> ask(std::weak_ptr<UpdateChecker> weakSelf);
+    [[nodiscard]] static Task<void> ask(std::weak_ptr<UpdateChecker> weakSelf, std::string url);
+    [[nodiscard]] std::optional<ServiceAddress> address() const;
+    void take(const std::optional<Answer>& answer);
 
     Platform platform;
     Log log;
