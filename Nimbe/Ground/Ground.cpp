@@ -1,5 +1,6 @@
 #include "NimbeGround/Ground.h"
 
+#include <string_view>
 #include <system_error>
 
 namespace nimbe {
@@ -17,7 +18,12 @@ SecretStore& HistoryGround::keychain(const DataFolders& folders) {
 
 std::filesystem::path executablePath() {
     std::error_code error;
-    return std::filesystem::read_symlink("/proc/self/exe", error);
+    const auto path = std::filesystem::read_symlink("/proc/self/exe", error);
+    // proc(5): what the kernel adds when the file has gone.
+    constexpr std::string_view gone = " (deleted)";
+    const auto& name = path.native();
+    if (!name.ends_with(gone) || std::filesystem::exists(path, error)) return path;
+    return name.substr(0, name.size() - gone.size());
 }
 
 std::filesystem::path programFolder() {

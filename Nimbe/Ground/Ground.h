@@ -39,7 +39,7 @@ private:
     [[nodiscard]] SecretStore& keychain(const DataFolders& folders);
 };
 
-/// Where this program was started from.
+/// Where this program was started from, also when an update has replaced it since.
 [[nodiscard]] std::filesystem::path executablePath();
 
 /// What comes with the program, beside the folder of its executable; not absolute when
