@@ -87,7 +87,8 @@ void MacDictationController::press() {
 
 void MacDictationController::beginRun() {
     ++runGeneration;
-    pressDownAt = platform.actor.now();
+    runBeganAt = platform.actor.now();
+    pressDownAt = runBeganAt;
     targetApp = platform.workspace.frontmostApplication();
     if (targetApp && platform.workspace.isThisApplication(*targetApp)) targetApp = lastExternalApp;
     _targetName.set(targetApp ? targetApp->localizedName : std::nullopt);
@@ -252,8 +253,10 @@ Task<void> MacDictationController::finishRun(Weak weakSelf, std::int64_t generat
     const auto milliseconds = [](Seconds from, Seconds to) {
         return std::max(0.0, (to - from) * 1000);
     };
-    self->log.info("dictation times: drain=%.2f decode=%.2f text=%.2f save=%.2f activate=%.2f "
-                   "paste=%.2f ms",
+    self->log.info("dictation times: sound=%.2f drain=%.2f decode=%.2f text=%.2f save=%.2f "
+                   "activate=%.2f paste=%.2f ms",
+        milliseconds(
+            self->runBeganAt, self->platform.engine.firstSoundAt().value_or(self->runBeganAt)),
         milliseconds(stop.called, stop.drained), milliseconds(stop.drained, stop.ended),
         milliseconds(stop.ended, textReady), milliseconds(textReady, saved),
         milliseconds(saved, insert.activated), milliseconds(insert.activated, insert.posted));

@@ -114,6 +114,7 @@ private:
     std::optional<RunningApplication> targetApp;       // in front when the press began
     std::shared_ptr<OptionKeyMonitor> optionMonitor;   // while no shortcut is recorded
     std::optional<Seconds> pressDownAt;
+    Seconds runBeganAt = 0;
     TaskHandle pendingFinish;
     bool finishing = false;
     std::int64_t runGeneration = 0;

@@ -344,6 +344,7 @@ TEST_F(MacDictationControllerTest, aFailedStartIsNotSpokenOverByTheRelease) {
     keyDown();
     const auto reason = message();
     EXPECT_EQ(phase(), Kind::unavailable);
+    EXPECT_EQ(controller->_interaction.get(), std::nullopt);
     actor.advance(0.1);
     keyUp();
     actor.advance(10);

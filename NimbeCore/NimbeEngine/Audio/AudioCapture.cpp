@@ -25,7 +25,7 @@ std::uint64_t uptimeNs() {
 void CaptureDiagnostics::reset() {
     tapBuffers = converted = converterErrors = lastConvertedFrames = analyzerYields = 0;
     lastError = "";
-    lastTapUptimeNs = 0;
+    firstTapUptimeNs = lastTapUptimeNs = 0;
 }
 
 std::string_view message(const CaptureFailure& failure) {
@@ -102,7 +102,10 @@ Result<void, CaptureFailure> AudioCapture::prepareConversion(AudioFormat from, A
 
 void AudioCapture::hear(std::span<const float> samples) noexcept {
     count(diagnostics.tapBuffers);
-    diagnostics.lastTapUptimeNs.store(uptimeNs(), std::memory_order_relaxed);
+    const auto now = uptimeNs();
+    diagnostics.lastTapUptimeNs.store(now, std::memory_order_relaxed);
+    if (diagnostics.firstTapUptimeNs.load(std::memory_order_relaxed) == 0)
+        diagnostics.firstTapUptimeNs.store(now, std::memory_order_relaxed);
     levelStore.store(audioLevel(samples, inputChannels));
     if (converter) {
         convert(samples);

@@ -154,6 +154,12 @@ Task<void> DictationEngine::publishLevels() {
     }
 }
 
+std::optional<Seconds> DictationEngine::firstSoundAt() const {
+    const auto nanoseconds = capture.diagnostics.firstTapUptimeNs.load();
+    if (nanoseconds == 0) return std::nullopt;
+    return static_cast<Seconds>(nanoseconds) * 1e-9;
+}
+
 Task<std::string> DictationEngine::stop() {
     log.info("engine.stop: called (wasRunning=%d locale=%s)", _isRunning.get() ? 1 : 0,
         activeLocaleID.value_or("none").c_str());

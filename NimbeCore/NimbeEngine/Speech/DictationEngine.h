@@ -54,6 +54,8 @@ public:
         Seconds ended = 0;   // the text is there
     };
     [[nodiscard]] const StopTimes& stopTimes() const { return times; }
+    /// When the session's first sound came; absent while none has.
+    [[nodiscard]] std::optional<Seconds> firstSoundAt() const;
 
     /// The session's, or the last one's, with their times.
     [[nodiscard]] const std::vector<TranscriptionResult>& finalResults() const { return finals; }
