@@ -99,6 +99,9 @@ public:
         if (!stack) stack.emplace(*ground);
         return &stack->services;
     }
+    UserDefaults* settings(std::ostream& error) override {
+        return findGround(error) ? &ground->defaults : nullptr;
+    }
     const TranscribeServices* transcription(std::ostream& error) override {
         if (!findHearing(error)) return nullptr;
         interrupt::watch();

@@ -9,6 +9,7 @@
 #include "NimbeShell/HistoryCommand.h"
 #include "NimbeShell/ModelsCommand.h"
 #include "NimbeShell/RemoteVerbs.h"
+#include "NimbeShell/SettingsVerbs.h"
 #include "NimbeShell/ShellServices.h"
 #include "NimbeShell/SpeechVerbs.h"
 
@@ -185,6 +186,7 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
     modelsVerb->footer(modelsFooter);
     ModelsVerbs modelsVerbs(*modelsVerb, models);
     modelsVerbs.addAll();
+    SettingsVerbs settings(app);
     RemoteVerbs remote(app);
 
     const auto refuse = [&](const std::string& message) {
@@ -193,7 +195,7 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
             streams.error
                 << "Usage: nimbe format [--step NAME] [--no-preserve-case] [--json] < TEXT\n"
                    "nimbe format --help tells more.\n";
-        else if (const auto* group = groupOf(argc, argv, {historyVerb, modelsVerb}))
+        else if (const auto* group = groupOf(argc, argv, {historyVerb, modelsVerb, settings.app()}))
             streams.error << "Usage: nimbe " << group->get_name() << " VERB [OPTIONS]\nnimbe "
                           << group->get_name() << " --help lists the verbs.\n";
         else if (speech.isParsed())
@@ -205,7 +207,7 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
         return ExitCode::usage;
     };
     if (const auto message = missingVerb(app, argv + 1, argc - 1)) return refuse(*message);
-    if (const auto* group = groupOf(argc, argv, {historyVerb, modelsVerb}))
+    if (const auto* group = groupOf(argc, argv, {historyVerb, modelsVerb, settings.app()}))
         if (const auto message = missingVerb(*group, argv + 2, argc - 2)) return refuse(*message);
     try {
         app.parse(argc, argv);
@@ -220,6 +222,7 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
         return modelServices ? runModels(models, *modelServices, streams) : ExitCode::failure;
     }
     if (speech.isParsed()) return speech.run(services, streams);
+    if (settings.isParsed()) return settings.run(services, streams);
     if (remote.isParsed()) return remote.run(services, streams);
     const auto* historyServices = services.history(streams.error);
     return historyServices ? runHistory(history, *historyServices, streams) : ExitCode::failure;

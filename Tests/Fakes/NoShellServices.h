@@ -9,6 +9,7 @@ namespace nimbe {
 class NoShellServices : public ShellServices {
 public:
     const HistoryServices* history(std::ostream& /*error*/) override { return nullptr; }
+    UserDefaults* settings(std::ostream& /*error*/) override { return nullptr; }
     const ModelServices* models(std::ostream& /*error*/) override { return nullptr; }
     const TranscribeServices* transcription(std::ostream& /*error*/) override { return nullptr; }
     const DevicesServices* devices(std::ostream& /*error*/) override { return nullptr; }
