@@ -52,6 +52,7 @@ TEST_F(SettingsCommandTest, whatIsSetIsStoredAndToldUntilItIsReset) {
         {"menuBarVisible", {"off"}, false, "off", "off\n"},
         {"menuBarVisible", {"YES"}, true, "on", "on\n"},
         {"reduceMotion", {"True"}, true, "on", "on\n"},
+        {"insertAutoCopy", {"no"}, false, "off", "off\n"},
         {"obsidianExportFolder", {"/a b/\"\xC3\xA9\"\n"}, std::string("/a b/\"\xC3\xA9\"\n"),
             R"("/a b/\"é\"\n")", "/a b/\"\xC3\xA9\"\n\n"},
         {"pasteRules", {"--", "-x", "a,b=insert"}, std::vector<std::string>{"-x", "a,b=insert"},
