@@ -4,10 +4,18 @@
 
 namespace nimbe {
 
-CancelAfter::CancelAfter(Seconds seconds)
-    : cancellable(g_cancellable_new()), watch([this, seconds] { wait(seconds); }) {}
+CancelAfter::CancelAfter(Seconds seconds, GCancellable* outer)
+    : cancellable(g_cancellable_new()), outer(outer), watch([this, seconds] { wait(seconds); }) {
+    const auto cancel = [](GCancellable* /*outer*/, gpointer inner) {
+        g_cancellable_cancel(G_CANCELLABLE(inner));
+    };
+    if (outer)
+        link = g_cancellable_connect(
+            outer, G_CALLBACK(+cancel), g_object_ref(cancellable.get()), g_object_unref);
+}
 
 CancelAfter::~CancelAfter() {
+    g_cancellable_disconnect(outer, link);
     {
         const std::lock_guard guard(mutex);
         isOver = true;

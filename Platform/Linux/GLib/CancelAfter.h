@@ -9,10 +9,11 @@
 
 namespace nimbe {
 
-/// Cancels what runs under it when its time is up. One thread holds it.
+/// Cancels what runs under it when its time is up, or when `outer`, if there is one, is
+/// cancelled, which any thread may do. One thread holds it.
 class CancelAfter {
 public:
-    explicit CancelAfter(Seconds seconds);
+    explicit CancelAfter(Seconds seconds, GCancellable* outer = nullptr);
     ~CancelAfter();
     CancelAfter(const CancelAfter&) = delete;
     CancelAfter& operator=(const CancelAfter&) = delete;
@@ -21,6 +22,8 @@ public:
 
 private:
     GObjectPointer<GCancellable> cancellable;
+    GCancellable* outer;
+    gulong link = 0;
     std::mutex mutex;
     std::condition_variable over;
     bool isOver = false;
