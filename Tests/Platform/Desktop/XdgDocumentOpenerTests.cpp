@@ -177,17 +177,20 @@ TEST_F(XdgDocumentOpenerTest, failuresAreLoggedWithoutTheQuestionAndLeaveNoZombi
 
 TEST_F(XdgDocumentOpenerTest, aProgramThatStaysHoldsNothingUp) {
     install("xdg-open", "exec sleep 60"); // as a browser that was not running does
-    pid_t session = 0;
+    std::vector<pid_t> sessions;
     {
         XdgDocumentOpener opener(log, environment);
-        opener.openURL("https://example.org");
-        session = std::stoi(field(takeOpened(), 3));
-        opener.openURL("https://example.org/2");
-        EXPECT_EQ(field(takeOpened(), 1), "https://example.org/2");
+        for (const char* url : {"https://example.org", "https://example.org/2"}) {
+            opener.openURL(url);
+            const auto line = takeOpened();
+            EXPECT_EQ(field(line, 1), url);
+            sessions.push_back(std::stoi(field(line, 3)));
+        }
     }
-    ASSERT_GT(session, 1);
-    EXPECT_EQ(::kill(session, SIGTERM), 0) << "it lives on";
-    while (::waitpid(-1, nullptr, WNOHANG) > 0) {
+    for (const auto session : sessions) {
+        ASSERT_GT(session, 1);
+        EXPECT_EQ(::kill(session, SIGTERM), 0) << "it lives on";
+        ::waitpid(session, nullptr, 0);
     }
 }
 

@@ -6,8 +6,10 @@
 #include <gtest/gtest.h>
 
 #include "Fakes/FakeLogSink.h"
+#include "Foundation/RunLoop.h"
 #include "NimbeKitCore/History/DictationHistory.h"
 #include "NimbeKitCore/History/LocalKeychainKeyStore.h"
+#include "PlatformSecrets/KeyringUnlock.h"
 #include "PlatformSecrets/SecretFileStore.h"
 #include "PlatformSecrets/SecretServiceStore.h"
 #include "PlatformStorage/SqliteUserDefaults.h"
@@ -160,6 +162,17 @@ TEST_F(KeyringTest, aLockedKeyringIsNoMissingKey) {
     ASSERT_FALSE(keyring.add(fresh, keyOf(0)));
     EXPECT_EQ(keyring.add(fresh, keyOf(0)).error().kind, Kind::locked);
     EXPECT_TRUE(files.read({"com.nimbehq.test", "history"}).value() == std::nullopt);
+
+    // There is no desktop that could ask.
+    RunLoop loop;
+    std::optional<KeyringUnlock::Outcome> outcome;
+    const Token asking = KeyringUnlock::request(loop, log, [&](KeyringUnlock::Outcome answer) {
+        outcome = answer;
+        loop.stop();
+    });
+    const Token watchdog = loop.schedule(20, [&] { loop.stop(); });
+    loop.run();
+    EXPECT_EQ(outcome, KeyringUnlock::Outcome::refused) << log.all();
 }
 
 TEST_F(KeyringTest, aKeyringThatWasKilledIsNoMissingKey) {
