@@ -134,6 +134,10 @@ Task<void> AXInserter::restoreLater() {
 
 Task<void> AXInserter::settle() {
     restoring.reset();
+    // The application that was told to paste must have had the time for it.
+    while (replaced && platform.pasteboard.timesRead(replaced->change) == 0 &&
+           platform.actor.now() < times.posted + restoreDelay)
+        co_await sleep(platform.actor, activationInterval);
     auto putting = restorePasteboard();
     co_await putting;
 }

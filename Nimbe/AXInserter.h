@@ -71,8 +71,8 @@ public:
     };
     [[nodiscard]] Task<Snapshot> snapshotPasteboard(bool withSelection);
 
-    /// What a paste has replaced is put back at once instead of after its delay: before
-    /// the program ends.
+    /// What a paste has replaced is put back as soon as the text was fetched, instead of
+    /// after the whole delay: before the program ends.
     [[nodiscard]] Task<void> settle();
 
     /// When the last delivery's steps were done, on the monotonic clock.

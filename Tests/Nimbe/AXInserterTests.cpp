@@ -236,6 +236,21 @@ TEST_F(AXInserterTest, settlesBeforeTheProgramEnds) {
     actor.runPosted();
     EXPECT_EQ(pasteboard.contents, previous);
     EXPECT_EQ(actor.pendingTimers(), 0U);
+
+    // An application that takes its time still has it.
+    keys.onPost = {};
+    begin("words", editor);
+    delivering = startTask(actor, inserter.settle());
+    actor.advance(0.3);
+    EXPECT_EQ(clipboardText(), "words");
+    actor.advance(0.05);
+    EXPECT_EQ(pasteboard.contents, previous);
+    begin("words", editor);
+    delivering = startTask(actor, inserter.settle());
+    actor.advance(0.79);
+    EXPECT_NE(pasteboard.contents, previous);
+    actor.advance(0.05);
+    EXPECT_EQ(pasteboard.contents, previous) << "it never came";
 }
 
 TEST_F(AXInserterTest, terminalsPasteInTheirOwnWay) {

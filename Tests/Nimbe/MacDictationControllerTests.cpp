@@ -367,6 +367,41 @@ TEST_F(MacDictationControllerTest, aMicrophoneThatGoesAwayEndsWithWhatWasSaid) {
     EXPECT_EQ(phase(), Kind::idle);
 }
 
+TEST_F(MacDictationControllerTest, aMicrophoneThatGoesAwayBeforeAWordWasSaid) {
+    words = "";
+    startWithChord();
+    keyDown();
+    input.onEnded(MacAudioInputError::selectedInputUnavailable);
+    actor.advance(0.1);
+    EXPECT_EQ(phase(), Kind::unavailable);
+    EXPECT_EQ(message(), nimbe::message(MacAudioInputError::selectedInputUnavailable));
+}
+
+TEST_F(MacDictationControllerTest, onlyPastedTextMakesASound) {
+    (void)defaults.set(InsertSettings::insertSoundEnabled, true);
+    trust.trusted = false;
+    startWithChord();
+    keyDown();
+    actor.advance(1);
+    keyUp();
+    EXPECT_EQ(message(), "Copied to clipboard");
+    EXPECT_TRUE(sound.played.empty());
+}
+
+TEST_F(MacDictationControllerTest, aMessageThatIsReadDoesNotCloseTheNextOverlay) {
+    words = "";
+    startWithChord();
+    keyDown();
+    actor.advance(1);
+    keyUp();
+    ASSERT_EQ(phase(), Kind::unavailable);
+    actor.advance(3); // it has gone on reading for longer than a result stands
+    keyDown();
+    actor.advance(3);
+    EXPECT_TRUE(hud.isPresented());
+    EXPECT_EQ(phase(), Kind::recording);
+}
+
 TEST_F(MacDictationControllerTest, anUnwritableHistoryKeepsNoTextBack) {
     startWithChord();
     defaults.refusesWrites = true;
