@@ -1,15 +1,10 @@
 #pragma once
 
-#include "Foundation/UserDefaults.h"
+#include "NimbeApp/AppSettings.h"
 
 namespace nimbe {
 
-/// The settings of what is seen.
-struct UISettings {
-    inline static const Setting<bool> reduceMotion{"reduceMotion", false};
-    inline static const Setting<bool> menuBarVisible{"menuBarVisible", true};
-    inline static const Setting<bool> onboardingCompleted{"onboardingCompleted", false};
-    inline static const Setting<bool> aiCleanupEnabled{"macAICleanupEnabled", false};
-};
+/// The settings of what is seen; the shell's verbs know them too.
+using UISettings = AppSettings;
 
 } // namespace nimbe
