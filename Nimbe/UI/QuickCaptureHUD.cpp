@@ -5,6 +5,7 @@
 #include <QtGui/QPainterPath>
 #include <QtGui/QRegion>
 #include <QtGui/QScreen>
+#include <QtQml/QQmlContext>
 #include <QtQml/QQmlError>
 #include <QtQuick/QQuickItem>
 
@@ -51,6 +52,7 @@ QuickCaptureHUD::~QuickCaptureHUD() {
 }
 
 void QuickCaptureHUD::load() {
+    engine.rootContext()->setContextProperty("theme", &theme); // of the small controls
     view.setInitialProperties(
         {{"capture", QVariant::fromValue(&capture)}, {"theme", QVariant::fromValue(&theme)}});
     view.setSource(QUrl("qrc:/nimbe/qml/Overlay.qml"));

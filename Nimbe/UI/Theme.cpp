@@ -3,7 +3,7 @@
 #include <QtGui/QGuiApplication>
 #include <QtGui/QPalette>
 
-#include "NimbeUI/UISettings.h"
+#include "NimbeApp/AppSettings.h"
 
 namespace nimbe {
 
@@ -26,7 +26,7 @@ Theme::Theme(DesktopSurroundings& surroundings, UserDefaults& defaults)
 
 void Theme::refresh() {
     dark = surroundings._prefersDark.get().value_or(isPaletteDark());
-    still = defaults.get(UISettings::reduceMotion) || surroundings._reducesMotion.get();
+    still = defaults.get(AppSettings::reduceMotion) || surroundings._reducesMotion.get();
     emit changed();
 }
 

@@ -1,0 +1,132 @@
+#include "NimbeUI/DesktopActions.h"
+
+#include <algorithm>
+
+#include "NimbeApp/AppSettings.h"
+#include "NimbeKitCore/Microphone/MicrophoneSelection.h"
+#include "NimbeUI/UISettings.h"
+
+namespace nimbe {
+
+DesktopActions::DesktopActions(DesktopServices given)
+    : services(std::move(given)), tasks(services.actor) {
+    observe();
+}
+
+void DesktopActions::observe() {
+    auto& dictation = services.dictation;
+    const auto tell = [this](const auto&) {
+        tellLater();
+    };
+    observers.push_back(dictation._phase.observe([this](const auto& phase) {
+        using Kind = MacDictationController::Phase::Kind;
+        // That is when there is a new entry.
+        if (phase.kind == Kind::done || phase.kind == Kind::unavailable) refreshHistory();
+        tellLater();
+    }));
+    observers.push_back(dictation._interaction.observe(tell));
+    observers.push_back(dictation._targetName.observe(tell));
+    observers.push_back(services.microphones._devices.observe(tell));
+    observers.push_back(services.updates._available.observe(tell));
+    observers.push_back(services.crashes._assessment.observe(tell));
+    observers.push_back(services.shortcuts.observeChanges([this] { tellLater(); }));
+}
+
+void DesktopActions::tellLater() {
+    if (isTold) return;
+    isTold = true;
+    telling = services.actor.schedule(0, [this] {
+        isTold = false;
+        emit changed();
+    });
+}
+
+void DesktopActions::settingsChanged() {
+    tellLater();
+}
+
+void DesktopActions::refreshHistory() {
+    history = services.history.entries();
+    const auto found = services.history.problem();
+    problem = found ? std::string(found->sentence) : std::string();
+    emit historyChanged();
+    tellLater();
+}
+
+void DesktopActions::perform(TrayMenu::Command command, const std::string& argument) {
+    using enum TrayMenu::Command;
+    switch (command) {
+    case none: return;
+    case startDictation: (void)services.dictation.startLatched(); return;
+    case stopDictation: (void)services.dictation.stopRecording(); return;
+    case cancelDictation: (void)services.dictation.cancelRecording(); return;
+    case selectMicrophone:
+        (void)services.microphones.select(argument);
+        services.microphones.refresh();
+        break;
+    case copyDictation: {
+        const auto found = std::find_if(history.begin(), history.end(),
+            [&](const auto& entry) { return entry.id.text() == argument; });
+        if (found != history.end()) copy(found->text);
+        return;
+    }
+    case toggleCleanup: {
+        const auto& setting = UISettings::aiCleanupEnabled;
+        (void)services.defaults.set(setting, !services.defaults.get(setting));
+        break;
+    }
+    case openDownloadPage: services.updates.openDownloadPage(); return;
+    case reportProblem: services.crashes.reportProblem(); return;
+    case relaunchLocalOnly: showsLocalOnlyNote = services.crashes.relaunchLocalOnly(); break;
+    case dismissCrash:
+        showsLocalOnlyNote = false;
+        services.crashes.dismiss();
+        break;
+    case openWindow: emit windowWanted(); return;
+    case toggleLoginItem:
+        (void)services.loginItem.setEnabled(!services.loginItem.isEnabled());
+        break;
+    case quit: services.quit(); return;
+    }
+    tellLater();
+}
+
+void DesktopActions::copy(std::string text) {
+    tasks.start(write(services.pasteboard, std::move(text), Log(services.log, "ui")));
+}
+
+Task<void> DesktopActions::write(Pasteboard& pasteboard, std::string text, Log log) {
+    auto contents = PasteboardContents::plainText(text);
+    auto writing = pasteboard.write(std::move(contents));
+    const auto change = co_await writing;
+    if (!change) log.warning("copy: the clipboard could not be taken over");
+}
+
+bool DesktopActions::isMenuBarVisible() const {
+    return services.defaults.get(AppSettings::menuBarVisible);
+}
+
+std::string DesktopActions::trigger() const {
+    const auto chord = services.shortcuts.shortcut(MacDictationController::shortcutName);
+    return chord ? chord->displayName() : "Alt (Option)";
+}
+
+TrayMenu::Input DesktopActions::state() const {
+    const auto& update = services.updates._available.get();
+    return {
+        .phase = services.dictation._phase.get(),
+        .interaction = services.dictation._interaction.get(),
+        .targetName = services.dictation._targetName.get(),
+        .trigger = trigger(),
+        .microphones = services.microphones._devices.get(),
+        .preferredMicrophone = MicrophoneSelection::preferredUID(services.defaults),
+        .isCleanupEnabled = services.defaults.get(UISettings::aiCleanupEnabled),
+        .recent = history,
+        .availableVersion = update ? std::optional(update->version) : std::nullopt,
+        .crash = services.crashes._assessment.get(),
+        .showsLocalOnlyNote = showsLocalOnlyNote,
+        .startsAtLogin = services.loginItem.isEnabled(),
+    };
+}
+
+} // namespace nimbe

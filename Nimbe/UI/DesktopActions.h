@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QtCore/QObject>
+#include <string>
+
+#include "NimbeUI/DesktopServices.h"
+#include "NimbeUI/TrayMenu.h"
+
+namespace nimbe {
+
+/// What can be done from the tray item and the window alike, and the state that both
+/// show. changed() comes at most once a turn of the main loop.
+class DesktopActions : public QObject {
+    Q_OBJECT
+
+public:
+    explicit DesktopActions(DesktopServices services);
+
+    /// Windows are not its business: openWindow only tells.
+    void perform(TrayMenu::Command command, const std::string& argument = {});
+
+    /// Onto the clipboard, where it stays.
+    void copy(std::string text);
+    /// Changes of settings made elsewhere.
+    void settingsChanged();
+    /// Reads the history anew.
+    void refreshHistory();
+
+    [[nodiscard]] TrayMenu::Input state() const;
+    /// "Alt (Option)", or the recorded chord.
+    [[nodiscard]] std::string trigger() const;
+    [[nodiscard]] const std::vector<DictationEntry>& entries() const { return history; }
+    [[nodiscard]] std::string historyProblem() const { return problem; }
+    [[nodiscard]] bool isMenuBarVisible() const;
+    [[nodiscard]] DesktopServices& all() { return services; }
+
+signals:
+    void changed();
+    void historyChanged();
+    void windowWanted();
+
+private:
+    DesktopServices services;
+    std::vector<DictationEntry> history; // newest first
+    std::string problem;
+    bool showsLocalOnlyNote = false;
+    bool isTold = false;
+    TaskScope tasks;
+    std::vector<Token> observers;
+    Token telling;
+
+    void observe();
+    void tellLater();
+    [[nodiscard]] static Task<void> write(Pasteboard& pasteboard, std::string text, Log log);
+};
+
+} // namespace nimbe

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <functional>
+
+#include "NimbeApp/CrashSentinelController.h"
+#include "NimbeApp/DesktopSurroundings.h"
+#include "NimbeApp/KeyNames.h"
+#include "NimbeApp/LoginItem.h"
+#include "NimbeApp/MacDictationController.h"
+#include "NimbeApp/Pasteboard.h"
+#include "NimbeApp/UpdateChecker.h"
+#include "NimbeApp/Workspace.h"
+#include "NimbeEngine/Audio/MacAudioDeviceStore.h"
+
+namespace nimbe {
+
+/// What the tray item and the window work on. Lent; all outlive them.
+struct DesktopServices {
+    MainActor& actor;
+    MacDictationController& dictation;
+    DictationHistory& history;
+    MacAudioDeviceStore& microphones;
+    KeyboardShortcuts& shortcuts;
+    KeyNames& keys;
+    UserDefaults& defaults;
+    UpdateChecker& updates;
+    CrashSentinelController& crashes;
+    LoginItem& loginItem;
+    Pasteboard& pasteboard;
+    Workspace& workspace;
+    DesktopSurroundings& surroundings;
+    LogSink& log;
+    std::function<void()> quit;
+};
+
+} // namespace nimbe

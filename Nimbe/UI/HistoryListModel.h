@@ -1,0 +1,83 @@
+#pragma once
+
+#include <QtCore/QAbstractListModel>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Foundation/Calendar.h"
+#include "NimbeUI/DesktopActions.h"
+
+namespace nimbe {
+
+/// The dictations as the window lists them: newest first under the headings of their
+/// days, or those that hold what is searched for.
+class HistoryListModel : public QAbstractListModel {
+    Q_OBJECT
+    Q_PROPERTY(QString query READ query WRITE setQuery NOTIFY summaryChanged)
+    Q_PROPERTY(QString problem READ problem NOTIFY summaryChanged)
+    Q_PROPERTY(QString emptyTitle READ emptyTitle NOTIFY summaryChanged)
+    Q_PROPERTY(QString emptyText READ emptyText NOTIFY summaryChanged)
+    Q_PROPERTY(QString notice READ notice NOTIFY noticeChanged)
+    Q_PROPERTY(bool canUndo READ canUndo NOTIFY noticeChanged)
+    Q_PROPERTY(bool hasEntries READ hasEntries NOTIFY summaryChanged)
+
+public:
+    enum Role { textRole = Qt::UserRole + 1, timeRole, dayRole, expandedRole };
+
+    // How long a notice stands, in seconds.
+    static constexpr Seconds noticeDuration = 6;
+
+    explicit HistoryListModel(DesktopActions& actions, Calendar calendar = Calendar::user(),
+        std::function<Date()> now = Date::now);
+
+    [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
+    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
+    [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
+
+    [[nodiscard]] QString query() const { return search; }
+    void setQuery(const QString& query);
+    [[nodiscard]] QString problem() const;
+    [[nodiscard]] QString emptyTitle() const;
+    [[nodiscard]] QString emptyText() const;
+    [[nodiscard]] QString notice() const { return said; }
+    [[nodiscard]] bool canUndo() const { return deleted.has_value(); }
+    [[nodiscard]] bool hasEntries() const { return !actions.entries().empty(); }
+
+    Q_INVOKABLE void copy(int row);
+    /// To "Recently Deleted"; undo() brings the last one back.
+    Q_INVOKABLE void remove(int row);
+    Q_INVOKABLE void undo();
+    Q_INVOKABLE void toggleExpanded(int row);
+    /// Days go by while the window is closed.
+    void refresh();
+
+signals:
+    void summaryChanged();
+    void noticeChanged();
+
+private:
+    struct Row {
+        DictationEntry entry;
+        std::string day;
+
+        friend bool operator==(const Row&, const Row&) = default;
+    };
+
+    DesktopActions& actions;
+    Calendar calendar;
+    std::function<Date()> now;
+    QString search;
+    std::vector<Row> rows;
+    std::set<UUID> expanded;
+    QString said;
+    std::optional<UUID> deleted;
+    Token noticeEnd;
+
+    void say(const QString& text, std::optional<UUID> undoable);
+    void forgetNotice();
+    [[nodiscard]] std::vector<Row> wanted() const;
+};
+
+} // namespace nimbe

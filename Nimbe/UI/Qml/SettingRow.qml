@@ -1,0 +1,58 @@
+import QtQuick
+
+// A setting: its name, what it does, and on the right whatever changes it.
+Item {
+    id: row
+
+    property string title
+    property string detail
+    property bool last: false
+    default property alias content: holder.data
+
+    width: parent ? parent.width : 0
+    implicitHeight: Math.max(words.implicitHeight, holder.childrenRect.height) + 28
+
+    Column {
+        id: words
+        anchors.left: parent.left
+        anchors.right: holder.left
+        anchors.rightMargin: 20
+        anchors.verticalCenter: parent.verticalCenter
+        spacing: 3
+
+        Text {
+            width: parent.width
+            text: row.title
+            wrapMode: Text.Wrap
+            font.family: theme.text
+            font.pixelSize: 15
+            color: theme.ink
+        }
+        Text {
+            width: parent.width
+            visible: text.length > 0
+            text: row.detail
+            wrapMode: Text.Wrap
+            font.family: theme.text
+            font.pixelSize: 13
+            lineHeight: 1.15
+            color: theme.quiet
+        }
+    }
+
+    Item {
+        id: holder
+        anchors.right: parent.right
+        anchors.verticalCenter: parent.verticalCenter
+        width: childrenRect.width
+        height: childrenRect.height
+    }
+
+    Rectangle {
+        visible: !row.last
+        anchors.bottom: parent.bottom
+        width: parent.width
+        height: 1
+        color: theme.hairline
+    }
+}

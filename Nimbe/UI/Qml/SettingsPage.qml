@@ -1,0 +1,157 @@
+import QtQuick
+import QtQuick.Templates as T
+import Nimbe
+
+// All settings on one page.
+Flickable {
+    id: page
+
+    required property QtObject model
+    required property QtObject recorder
+
+    contentHeight: column.height + 32
+    clip: true
+    boundsBehavior: Flickable.StopAtBounds
+
+    Column {
+        id: column
+        width: parent.width
+        spacing: 26
+
+        Text {
+            visible: text.length > 0
+            width: parent.width
+            text: page.model.problem
+            wrapMode: Text.Wrap
+            font.family: theme.text
+            font.pixelSize: 14
+            font.weight: Font.Bold
+            color: theme.ink
+        }
+
+        Group {
+            title: "Dictation"
+
+            SettingRow {
+                title: "Trigger"
+                detail: page.model.usesChord
+                        ? "Hold the chord and speak, or press it twice for hands-free."
+                        : "Hold Alt (Option) alone and speak, or tap it twice for hands-free."
+
+                KeyCap {
+                    text: page.model.triggerName
+                    size: 14
+                }
+            }
+            SettingRow {
+                title: "Custom shortcut"
+                detail: page.recorder.error.length > 0 ? page.recorder.error
+                        : page.recorder.isRecording ? "Esc stops recording." : "In place of the Alt key."
+
+                Row {
+                    spacing: 6
+
+                    PushButton {
+                        id: record
+                        text: page.recorder.title
+                        primary: page.recorder.isRecording
+                        Accessible.name: "Custom shortcut: " + text
+                        onClicked: {
+                            forceActiveFocus()
+                            page.recorder.isRecording ? page.recorder.stop() : page.recorder.start()
+                        }
+                        onActiveFocusChanged: if (!activeFocus) page.recorder.stop()
+                        Keys.priority: Keys.BeforeItem
+                        Keys.onShortcutOverride: (event) => event.accepted = page.recorder.isRecording
+                        Keys.onPressed: (event) =>
+                            event.accepted = page.recorder.keyPressed(event.key, event.modifiers, event.nativeScanCode)
+                        Keys.onReleased: (event) => page.recorder.keyReleased(event.modifiers)
+                    }
+                    IconButton {
+                        visible: page.recorder.hasShortcut && !page.recorder.isRecording
+                        symbol: "xmark"
+                        size: 16
+                        text: "Clear shortcut"
+                        onClicked: page.recorder.clear()
+                    }
+                }
+            }
+            SettingRow {
+                title: "Microphone"
+
+                Choice {
+                    model: page.model.microphones
+                    currentIndex: page.model.microphone
+                    Accessible.name: "Microphone"
+                    onActivated: (index) => page.model.selectMicrophone(index)
+                }
+            }
+            SettingRow {
+                title: "Sound when text is inserted"
+                last: true
+
+                Toggle {
+                    text: "Sound when text is inserted"
+                    checked: page.model.insertSound
+                    onToggled: page.model.insertSound = checked
+                }
+            }
+        }
+
+        Group {
+            title: "Nimbe"
+
+            SettingRow {
+                title: "Start at login"
+
+                Toggle {
+                    text: "Start at login"
+                    checked: page.model.startAtLogin
+                    onToggled: page.model.startAtLogin = checked
+                }
+            }
+            SettingRow {
+                title: "Show in the panel"
+                detail: "Hidden, this window comes back when you start Nimbe again."
+
+                Toggle {
+                    text: "Show in the panel"
+                    checked: page.model.trayItem
+                    onToggled: page.model.trayItem = checked
+                }
+            }
+            SettingRow {
+                title: "Reduce motion"
+                detail: "The overlay comes and goes without fading."
+
+                Toggle {
+                    text: "Reduce motion"
+                    checked: page.model.reduceMotion
+                    onToggled: page.model.reduceMotion = checked
+                }
+            }
+            SettingRow {
+                title: "Check for updates"
+                detail: "Once a day. Nothing is installed by itself."
+                last: true
+
+                Toggle {
+                    text: "Check for updates"
+                    checked: page.model.updateChecks
+                    onToggled: page.model.updateChecks = checked
+                }
+            }
+        }
+    }
+
+    T.ScrollBar.vertical: T.ScrollBar {
+        id: bar
+        implicitWidth: 8
+        contentItem: Rectangle {
+            implicitWidth: 5
+            radius: 3
+            color: theme.faint
+            visible: bar.size < 1 && (bar.active || bar.hovered)
+        }
+    }
+}

@@ -1,0 +1,192 @@
+#include "NimbeUI/WindowViewModel.h"
+
+#include "NimbeApp/AppSettings.h"
+#include "NimbeApp/InsertSettings.h"
+#include "NimbeUI/QtText.h"
+
+namespace nimbe {
+namespace {
+
+using Kind = MacDictationController::Phase::Kind;
+const QString welcome = QStringLiteral("welcome");
+
+} // namespace
+
+WindowViewModel::WindowViewModel(DesktopActions& given, Theme& theme)
+    : actions(given), theme(theme) {
+    shownPage = actions.all().defaults.get(AppSettings::onboardingCompleted)
+                    ? QStringLiteral("history")
+                    : welcome;
+    if (!actions.entries().empty()) newestKnown = actions.entries().front().id;
+    connect(&actions, &DesktopActions::changed, this, &WindowViewModel::changed);
+    connect(&actions, &DesktopActions::historyChanged, this, &WindowViewModel::listen);
+}
+
+/// The welcome page shows what was said in it.
+void WindowViewModel::listen() {
+    const auto& entries = actions.entries();
+    if (entries.empty() || newestKnown == entries.front().id) return;
+    newestKnown = entries.front().id;
+    if (shownPage != welcome) return;
+    lastHeard = qtText(entries.front().text);
+    emit heardChanged();
+}
+
+QString WindowViewModel::page() const {
+    return shownPage;
+}
+
+void WindowViewModel::showPage(const QString& name) {
+    if (shownPage == welcome || name == shownPage) return;
+    shownPage = name;
+    failure.clear();
+    if (name == QLatin1String("settings")) actions.all().microphones.refresh();
+    emit changed();
+}
+
+void WindowViewModel::finishWelcome() {
+    (void)actions.all().defaults.set(AppSettings::onboardingCompleted, true);
+    shownPage = QStringLiteral("history");
+    emit changed();
+}
+
+QString WindowViewModel::status() const {
+    return qtText(TrayMenu::statusLine(actions.state()));
+}
+
+QString WindowViewModel::triggerName() const {
+    return qtText(actions.trigger());
+}
+
+bool WindowViewModel::isRecording() const {
+    const auto kind = actions.all().dictation._phase.get().kind;
+    return kind == Kind::preparing || kind == Kind::recording;
+}
+
+bool WindowViewModel::isBusy() const {
+    return actions.all().dictation._phase.get().kind == Kind::finalizing;
+}
+
+void WindowViewModel::toggleDictation() {
+    actions.perform(
+        isRecording() ? TrayMenu::Command::stopDictation : TrayMenu::Command::startDictation);
+}
+
+bool WindowViewModel::hasCrashBanner() const {
+    return actions.all().crashes._assessment.get().uncleanShutdown;
+}
+
+QString WindowViewModel::crashText() {
+    return qtText(CrashSentinelController::bannerText);
+}
+
+QString WindowViewModel::reportTitle() {
+    return qtText(CrashSentinelController::reportButton);
+}
+
+QString WindowViewModel::localOnlyTitle() const {
+    const auto state = actions.state();
+    const bool isOffered = state.crash && state.crash->offerLocalOnly && !state.showsLocalOnlyNote;
+    return isOffered ? qtText(CrashSentinelController::localOnlyButton) : QString();
+}
+
+QString WindowViewModel::localOnlyNote() const {
+    return actions.state().showsLocalOnlyNote ? qtText(CrashSentinelController::localOnlyNote)
+                                              : QString();
+}
+
+void WindowViewModel::reportProblem() {
+    actions.perform(TrayMenu::Command::reportProblem);
+}
+
+void WindowViewModel::relaunchLocalOnly() {
+    actions.perform(TrayMenu::Command::relaunchLocalOnly);
+}
+
+void WindowViewModel::dismissCrash() {
+    actions.perform(TrayMenu::Command::dismissCrash);
+}
+
+QString WindowViewModel::update() const {
+    const auto& update = actions.all().updates._available.get();
+    return update ? tr("Update available: %1").arg(qtText(update->version)) : QString();
+}
+
+void WindowViewModel::openDownloadPage() {
+    actions.perform(TrayMenu::Command::openDownloadPage);
+}
+
+QStringList WindowViewModel::microphones() const {
+    QStringList names;
+    for (const auto& device : actions.all().microphones._devices.get())
+        names.append(qtText(device.name));
+    return names;
+}
+
+int WindowViewModel::microphone() const {
+    const auto state = actions.state();
+    for (std::size_t i = 0; i < state.microphones.size(); ++i)
+        if (state.microphones[i].uid == state.preferredMicrophone) return static_cast<int>(i);
+    return -1;
+}
+
+void WindowViewModel::selectMicrophone(int index) {
+    const auto& devices = actions.all().microphones._devices.get();
+    if (index < 0 || static_cast<std::size_t>(index) >= devices.size()) return;
+    actions.perform(
+        TrayMenu::Command::selectMicrophone, devices[static_cast<std::size_t>(index)].uid);
+}
+
+bool WindowViewModel::usesChord() const {
+    return actions.all().shortcuts.shortcut(MacDictationController::shortcutName).has_value();
+}
+
+void WindowViewModel::store(bool isStored) {
+    failure = isStored ? QString() : tr("This setting could not be stored.");
+    actions.settingsChanged();
+    emit changed();
+}
+
+bool WindowViewModel::insertSound() const {
+    return actions.all().defaults.get(InsertSettings::insertSoundEnabled);
+}
+
+void WindowViewModel::setInsertSound(bool isOn) {
+    store(actions.all().defaults.set(InsertSettings::insertSoundEnabled, isOn));
+}
+
+bool WindowViewModel::reduceMotion() const {
+    return actions.all().defaults.get(AppSettings::reduceMotion);
+}
+
+void WindowViewModel::setReduceMotion(bool isOn) {
+    store(actions.all().defaults.set(AppSettings::reduceMotion, isOn));
+    theme.refresh();
+}
+
+bool WindowViewModel::startAtLogin() const {
+    return actions.all().loginItem.isEnabled();
+}
+
+void WindowViewModel::setStartAtLogin(bool isOn) {
+    store(actions.all().loginItem.setEnabled(isOn));
+}
+
+bool WindowViewModel::trayItem() const {
+    return actions.isMenuBarVisible();
+}
+
+void WindowViewModel::setTrayItem(bool isShown) {
+    store(actions.all().defaults.set(AppSettings::menuBarVisible, isShown));
+}
+
+bool WindowViewModel::updateChecks() const {
+    return actions.all().defaults.get(UpdateChecker::automaticChecksEnabled);
+}
+
+void WindowViewModel::setUpdateChecks(bool isOn) {
+    store(actions.all().defaults.set(UpdateChecker::automaticChecksEnabled, isOn));
+    actions.all().updates.check();
+}
+
+} // namespace nimbe
