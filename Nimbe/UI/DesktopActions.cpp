@@ -60,10 +60,7 @@ void DesktopActions::perform(TrayMenu::Command command, const std::string& argum
     case startDictation: (void)services.dictation.startLatched(); return;
     case stopDictation: (void)services.dictation.stopRecording(); return;
     case cancelDictation: (void)services.dictation.cancelRecording(); return;
-    case selectMicrophone:
-        (void)services.microphones.select(argument);
-        services.microphones.refresh();
-        break;
+    case selectMicrophone: (void)services.microphones.select(argument); break;
     case copyDictation: {
         const auto found = std::find_if(history.begin(), history.end(),
             [&](const auto& entry) { return entry.id.text() == argument; });
