@@ -7,7 +7,7 @@
 namespace nimbe {
 namespace {
 
-constexpr QSize startSize(520, 680);
+constexpr QSize startSize(540, 700);
 constexpr QSize leastSize(440, 480);
 
 } // namespace

@@ -8,16 +8,17 @@ Rectangle {
     property string symbol
     property string text
     property string note
+    property bool slim: false // one line, the buttons at its end
     default property alias content: buttons.data
 
-    implicitHeight: words.height + 32
+    implicitHeight: slim ? 52 : words.height + 32
     radius: 14
     color: theme.accentSoft
 
     Symbol {
         id: icon
         x: 18
-        y: 17
+        y: banner.slim ? 15 : 17
         width: 22
         height: 22
         name: banner.symbol
@@ -27,8 +28,8 @@ Rectangle {
     Column {
         id: words
         x: 54
-        y: 16
-        width: parent.width - x - 18
+        y: banner.slim ? 15 : 16
+        width: banner.slim ? buttons.x - x - 10 : parent.width - x - 18
         spacing: 12
 
         Text {
@@ -50,11 +51,18 @@ Rectangle {
             font.pixelSize: 13
             color: theme.quiet
         }
-        Flow {
-            id: buttons
-            width: parent.width
-            spacing: 8
-            visible: children.length > 0
+        Item {
+            visible: buttons.children.length > 0 && !banner.slim
+            width: 1
+            height: buttons.height
         }
+    }
+    Flow {
+        id: buttons
+        visible: children.length > 0
+        spacing: 8
+        x: banner.slim ? parent.width - width - 8 : 54
+        y: banner.slim ? 8 : parent.height - height - 16
+        width: banner.slim ? childrenRect.width : parent.width - 54 - 12
     }
 }

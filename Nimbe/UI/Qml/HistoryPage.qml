@@ -111,7 +111,7 @@ FocusScope {
             required property string section
             width: ListView.view.width
             topPadding: 18
-            bottomPadding: 2
+            bottomPadding: 7
             leftPadding: 4
             text: section
             font.family: theme.display
@@ -134,7 +134,7 @@ FocusScope {
             readonly property bool lit: hover.hovered || current
 
             width: ListView.view.width
-            height: body.height + foot.height + 26
+            height: body.height + foot.height + 20
             radius: 14
             color: theme.surface
             border.width: current ? 2 : 1
@@ -172,7 +172,7 @@ FocusScope {
                 anchors.right: body.right
                 anchors.rightMargin: -10
                 anchors.bottom: parent.bottom
-                anchors.bottomMargin: 6
+                anchors.bottomMargin: 4
                 height: 32
 
                 Text {
@@ -186,16 +186,6 @@ FocusScope {
                     anchors.right: parent.right
                     anchors.verticalCenter: parent.verticalCenter
 
-                    IconButton {
-                        visible: body.truncated || entry.expanded
-                        height: 32
-                        symbol: "chevron.down"
-                        size: 17
-                        rotation: entry.expanded ? 180 : 0
-                        text: entry.expanded ? "Show less" : "Show all"
-                        focusPolicy: Qt.NoFocus
-                        onClicked: page.history.toggleExpanded(entry.index)
-                    }
                     IconButton {
                         opacity: entry.lit ? 1 : 0
                         height: 32
@@ -213,6 +203,16 @@ FocusScope {
                         text: "Delete"
                         focusPolicy: Qt.NoFocus
                         onClicked: page.history.remove(entry.index)
+                    }
+                    IconButton {
+                        visible: body.truncated || entry.expanded
+                        height: 32
+                        symbol: "chevron.down"
+                        size: 17
+                        rotation: entry.expanded ? 180 : 0
+                        text: entry.expanded ? "Show less" : "Show all"
+                        focusPolicy: Qt.NoFocus
+                        onClicked: page.history.toggleExpanded(entry.index)
                     }
                 }
             }

@@ -43,7 +43,7 @@ FocusScope {
         anchors.top: parent.top
         anchors.margins: root.margin
         anchors.topMargin: 22
-        height: visible ? 66 : 0
+        height: !visible ? 0 : root.isSettings ? 46 : 66
 
         IconButton {
             id: back
@@ -152,9 +152,10 @@ FocusScope {
             width: parent.width
             symbol: "arrow.down.circle.fill"
             text: root.model.update
+            slim: true
 
             PushButton {
-                text: "Open the download page"
+                text: "Download"
                 onClicked: root.model.openDownloadPage()
             }
         }

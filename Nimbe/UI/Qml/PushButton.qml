@@ -7,7 +7,7 @@ T.Button {
 
     property bool primary: false
 
-    implicitWidth: label.implicitWidth + 32
+    implicitWidth: label.implicitWidth + 28
     implicitHeight: 36
     hoverEnabled: true
     Accessible.name: text

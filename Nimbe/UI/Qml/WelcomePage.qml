@@ -51,44 +51,43 @@ Flickable {
 
             Repeater {
                 model: [
-                    ["Hold", " and speak."],
-                    ["Let go of", ". The finished text stands where you were typing."],
-                    ["Tap", " twice to talk hands-free; once more to finish."]
+                    { before: "Hold", key: true, after: "and speak." },
+                    { before: "Let go. The text is where you were typing.", key: false, after: "" },
+                    { before: "Tap", key: true, after: "twice to speak hands-free." }
                 ]
 
-                Flow {
+                Row {
                     id: step
                     required property var modelData
                     required property int index
-                    width: parent.width
-                    spacing: 8
+                    spacing: 9
 
                     Text {
-                        height: 34
-                        width: 26
-                        verticalAlignment: Text.AlignVCenter
+                        anchors.verticalCenter: parent.verticalCenter
+                        width: 24
                         text: step.index + 1
                         font.family: theme.display
                         font.italic: true
-                        font.pixelSize: 22
+                        font.pixelSize: 24
                         color: theme.accent
                     }
                     Text {
-                        height: 34
+                        anchors.verticalCenter: parent.verticalCenter
+                        height: Math.max(32, implicitHeight)
                         verticalAlignment: Text.AlignVCenter
-                        text: step.modelData[0]
+                        text: step.modelData.before
                         font.family: theme.text
                         font.pixelSize: 16
                         color: theme.ink
                     }
-                    KeyCap { text: page.model.triggerName }
+                    KeyCap {
+                        visible: step.modelData.key
+                        text: page.model.triggerName
+                    }
                     Text {
-                        height: Math.max(34, implicitHeight)
-                        width: Math.min(implicitWidth, step.width)
-                        leftPadding: step.index === 1 ? -6 : -2
-                        verticalAlignment: Text.AlignVCenter
-                        text: step.modelData[1]
-                        wrapMode: Text.Wrap
+                        visible: text.length > 0
+                        anchors.verticalCenter: parent.verticalCenter
+                        text: step.modelData.after
                         font.family: theme.text
                         font.pixelSize: 16
                         color: theme.ink
