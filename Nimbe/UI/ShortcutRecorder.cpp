@@ -72,10 +72,14 @@ void ShortcutRecorder::start() {
     held = {};
     refusal.clear();
     actions.all().shortcuts.suspend();
-    auto& dictation = actions.all().dictation;
-    phases = dictation._phase.observe([&dictation](const auto& phase) {
-        if (phase.kind == MacDictationController::Phase::Kind::preparing)
-            (void)dictation.cancelRecording();
+    // Posted: before the run's first step, and not within the controller's own call.
+    auto& actor = actions.all().actor;
+    const auto weak = actions.all().dictation.weak_from_this();
+    interactions = actions.all().dictation._interaction.observe([&actor, weak](const auto& now) {
+        if (!now) return;
+        actor.post([weak] {
+            if (const auto dictation = weak.lock()) (void)dictation->cancelRecording();
+        });
     });
     emit changed();
 }
@@ -83,7 +87,7 @@ void ShortcutRecorder::start() {
 void ShortcutRecorder::stop() {
     if (!recording) return;
     recording = false;
-    phases.reset();
+    interactions.reset();
     actions.all().shortcuts.resume();
     emit changed();
 }

@@ -44,7 +44,7 @@ private:
     bool recording = false;
     Shortcut held; // modifiers only, while they are down
     QString refusal;
-    Token phases;
+    Token interactions;
 
     void record(const Shortcut& shortcut);
 };

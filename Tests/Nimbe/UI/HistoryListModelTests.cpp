@@ -1,0 +1,133 @@
+#include <gtest/gtest.h>
+
+#include "Fakes/FakeCaptureHUD.h"
+#include "Fakes/ManualMainActor.h"
+#include "NimbeUI/HistoryListModel.h"
+#include "NimbeUI/QtText.h"
+#include "UIScene.h"
+
+namespace nimbe {
+namespace {
+
+struct HistoryListModelTest : testing::Test {
+    ManualMainActor actor;
+    EngineScene below{actor};
+    FakeCaptureHUD hud;
+    UIScene scene{below, hud};
+    Date now = Date::fromUnix(1'790'000'000); // 2026-09-21 14:13:20 UTC
+    std::unique_ptr<DesktopActions> actions;
+    std::unique_ptr<HistoryListModel> model;
+
+    void say(const std::string& text, Seconds ago) {
+        (void)scene.history.append(text, DictationMode::notes, now + -ago);
+    }
+    void open() {
+        actions = std::make_unique<DesktopActions>(scene.services());
+        model = std::make_unique<HistoryListModel>(
+            *actions, Calendar({"en_US"}, "UTC"), [this] { return now; });
+        actions->refreshHistory();
+    }
+    [[nodiscard]] std::string rows() const {
+        std::string text;
+        for (int row = 0; row < model->rowCount(); ++row) {
+            const auto index = model->index(row);
+            for (const auto role :
+                {HistoryListModel::dayRole, HistoryListModel::timeRole, HistoryListModel::textRole})
+                text += utf8(index.data(role).toString().replace(QChar(0x202f), ' ')) + "|";
+        }
+        return text;
+    }
+};
+
+} // namespace
+
+TEST_F(HistoryListModelTest, newestFirstUnderTheirDays) {
+    say("Older.", 3 * 86400);
+    say("Before.", 86400);
+    say("Now.", 60);
+    open();
+    EXPECT_EQ(rows(), "Today|2:12 PM|Now.|Yesterday|2:13 PM|Before.|Sep 18|2:13 PM|Older.|");
+    now = now + 86400;
+    model->refresh();
+    EXPECT_EQ(rows().substr(0, 9), "Yesterday") << "days go by";
+}
+
+TEST_F(HistoryListModelTest, findsWhateverTheCaseAndSaysWhenThereIsNothing) {
+    open();
+    EXPECT_EQ(utf8(model->emptyTitle()), "Nothing dictated yet");
+    EXPECT_NE(utf8(model->emptyText()).find("Alt (Option)"), std::string::npos);
+    say("The ÖRESUND bridge", 60);
+    say("Bread", 120);
+    actions->refreshHistory();
+    model->setQuery(" öresund ");
+    EXPECT_EQ(model->rowCount(), 1);
+    model->setQuery("butter");
+    EXPECT_EQ(model->rowCount(), 0);
+    EXPECT_EQ(utf8(model->emptyTitle()), "Nothing found");
+    model->setQuery("");
+    EXPECT_EQ(model->rowCount(), 2);
+}
+
+TEST_F(HistoryListModelTest, aNewEntryComesInAtTheFrontWithoutAReset) {
+    say("First.", 120);
+    open();
+    int resets = 0;
+    int inserts = 0;
+    QObject::connect(model.get(), &QAbstractItemModel::modelReset, [&] { ++resets; });
+    QObject::connect(model.get(), &QAbstractItemModel::rowsInserted, [&] { ++inserts; });
+    say("Second.", 60);
+    scene.dictation->_phase.set({MacDictationController::Phase::Kind::done, "Pasted"});
+    EXPECT_EQ(model->rowCount(), 2);
+    EXPECT_EQ(inserts, 1);
+    EXPECT_EQ(resets, 0);
+}
+
+TEST_F(HistoryListModelTest, deletesToTheTrashAndBack) {
+    say("Kept.", 180);
+    say("Goes.", 120);
+    say("Stays.", 60);
+    open();
+    int resets = 0;
+    QObject::connect(model.get(), &QAbstractItemModel::modelReset, [&] { ++resets; });
+    model->remove(1);
+    EXPECT_EQ(rows().find("Goes."), std::string::npos);
+    EXPECT_EQ(resets, 0) << "the list stays where the reader is";
+    EXPECT_EQ(scene.history.trashed(now).size(), 1U);
+    EXPECT_EQ(utf8(model->notice()), "Moved to Recently Deleted.");
+    ASSERT_TRUE(model->canUndo());
+    model->undo();
+    EXPECT_EQ(model->rowCount(), 3);
+    EXPECT_EQ(scene.history.trashed(now).size(), 0U);
+
+    model->remove(0);
+    actor.advance(5.9);
+    EXPECT_TRUE(model->canUndo());
+    actor.advance(0.2);
+    EXPECT_FALSE(model->canUndo());
+    EXPECT_EQ(utf8(model->notice()), "");
+    model->remove(-1);
+    model->remove(99);
+    EXPECT_EQ(model->rowCount(), 2);
+}
+
+TEST_F(HistoryListModelTest, whatCannotBeDeletedStaysAndIsSaid) {
+    say("Mine.", 60);
+    open();
+    below.defaults.refusesWrites = true;
+    model->remove(0);
+    EXPECT_EQ(model->rowCount(), 1);
+    EXPECT_EQ(utf8(model->notice()).find("Not deleted. "), 0U) << utf8(model->notice());
+    EXPECT_FALSE(model->canUndo());
+}
+
+TEST_F(HistoryListModelTest, copiesTheWholeText) {
+    const std::string text = "A long one.\n" + std::string(3000, 'x') + " Ende: ß👍";
+    say(text, 60);
+    open();
+    model->copy(0);
+    actor.runPosted();
+    EXPECT_EQ(scene.pasteboard.paste(), text);
+    EXPECT_EQ(scene.log.all().find("Ende"), std::string::npos);
+}
+
+} // namespace nimbe
