@@ -99,7 +99,7 @@ TestWindow::TestWindow(const Looks& looks) : loop(XcbLoop::connect(quietLog(), "
     auto* xcb = loop->connection();
     window = xcb_generate_id(xcb);
     const std::array<std::uint32_t, 2> values{loop->screen().white_pixel,
-        XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_KEY_RELEASE | XCB_EVENT_MASK_FOCUS_CHANGE};
+        XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_KEY_RELEASE | XCB_EVENT_MASK_PROPERTY_CHANGE};
     xcb_create_window(xcb, XCB_COPY_FROM_PARENT, window, loop->root(), 40, 50, 300, 200, 0,
         XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK,
         values.data());
@@ -132,6 +132,14 @@ TestWindow::TestWindow(const Looks& looks) : loop(XcbLoop::connect(quietLog(), "
     if (!looks.type.empty())
         setNumbers(loop->atom("_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM,
             {loop->atom(std::string(looks.type))});
+    // As if the user had asked for it just now: else it may stay behind.
+    settle(xcb);
+    std::uint32_t now = 0;
+    static_cast<void>(loop->drain([&](const xcb_generic_event_t& event) {
+        if ((event.response_type & 0x7f) == XCB_PROPERTY_NOTIFY)
+            now = reinterpret_cast<const xcb_property_notify_event_t&>(event).time;
+    }));
+    setNumbers(loop->atom("_NET_WM_USER_TIME"), XCB_ATOM_CARDINAL, {now});
     xcb_map_window(xcb, window);
     settle(xcb);
 }
@@ -159,6 +167,12 @@ void TestWindow::destroy() {
     if (window == XCB_NONE) return;
     xcb_destroy_window(loop->connection(), window);
     settle(loop->connection());
+    // The server gives its number to the next: until the window manager has noticed, they
+    // are mixed up.
+    static_cast<void>(eventually([this] {
+        const auto managed = managedWindows();
+        return std::find(managed.begin(), managed.end(), window) == managed.end();
+    }));
     window = XCB_NONE;
 }
 
@@ -232,6 +246,17 @@ void TestLayout::lockGroup(unsigned group) {
         xcb, XCB_XKB_ID_USE_CORE_KBD, 0, 0, 1, static_cast<std::uint8_t>(group), 0, 0, 0);
     settle(xcb);
     xcb_disconnect(xcb);
+}
+
+std::vector<xcb_window_t> managedWindows() {
+    const auto loop = XcbLoop::connect(quietLog(), "test");
+    const XcbPointer<xcb_get_property_reply_t> list{xcb_get_property_reply(loop->connection(),
+        xcb_get_property(loop->connection(), 0, loop->root(), loop->atom("_NET_CLIENT_LIST"),
+            XCB_ATOM_WINDOW, 0, 1000),
+        nullptr)};
+    if (!list) return {};
+    const auto* first = static_cast<const xcb_window_t*>(xcb_get_property_value(list.get()));
+    return {first, first + xcb_get_property_value_length(list.get()) / 4};
 }
 
 std::string textOfFile(const std::string& path) {

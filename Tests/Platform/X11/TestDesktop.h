@@ -131,6 +131,9 @@ public:
     static void lockGroup(unsigned group);
 };
 
+/// As the window manager says.
+[[nodiscard]] std::vector<xcb_window_t> managedWindows();
+
 [[nodiscard]] std::string textOfFile(const std::string& path);
 
 } // namespace nimbe
