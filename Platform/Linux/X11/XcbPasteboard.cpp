@@ -172,14 +172,14 @@ void XcbPasteboard::Worker::giveUp() {
 }
 
 std::unique_ptr<XcbPasteboard> XcbPasteboard::create(
-    MainActor& actor, std::string selection, LogSink& sink) {
+    MainActor& actor, const std::string& selection, LogSink& sink) {
     auto loop = XcbLoop::connect(sink, "x11-" + selection);
     if (!loop) return nullptr;
-    return std::make_unique<XcbPasteboard>(actor, std::move(loop), std::move(selection), sink);
+    return std::make_unique<XcbPasteboard>(actor, std::move(loop), selection, sink);
 }
 
 XcbPasteboard::XcbPasteboard(
-    MainActor& actor, std::unique_ptr<XcbLoop> ownLoop, std::string selection, LogSink& sink)
+    MainActor& actor, std::unique_ptr<XcbLoop> ownLoop, const std::string& selection, LogSink& sink)
     : actor(actor), loop(std::move(ownLoop)), reads(std::make_shared<Reads>()),
       worker(std::make_unique<Worker>(*loop, selection, reads, Log(sink, "clipboard"))) {
     loop->start([this](const xcb_generic_event_t& event) { worker->handle(event); },

@@ -25,10 +25,10 @@ class XcbPasteboard final : public Pasteboard {
 public:
     /// Null when the display of the environment cannot be reached.
     [[nodiscard]] static std::unique_ptr<XcbPasteboard> create(
-        MainActor& actor, std::string selection, LogSink& sink);
+        MainActor& actor, const std::string& selection, LogSink& sink);
     /// The loop is not started yet.
-    XcbPasteboard(
-        MainActor& actor, std::unique_ptr<XcbLoop> loop, std::string selection, LogSink& sink);
+    XcbPasteboard(MainActor& actor, std::unique_ptr<XcbLoop> loop, const std::string& selection,
+        LogSink& sink);
     /// Ends what is under way; takes a second at most to carry out the last writes and to
     /// hand over, and another one when the server does not answer.
     ~XcbPasteboard() override;
@@ -36,7 +36,7 @@ public:
     [[nodiscard]] Task<PasteboardContents> snapshot() override;
     [[nodiscard]] Task<std::optional<Change>> write(PasteboardContents contents) override;
     [[nodiscard]] Task<bool> replace(Change change, PasteboardContents contents) override;
-    /// A requestor of text that a clipboard manager is, is one too.
+    /// A clipboard manager that fetches text counts, too; one that asks what there is does not.
     [[nodiscard]] int timesRead(Change change) const override;
 
 private:

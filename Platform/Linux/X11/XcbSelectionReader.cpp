@@ -22,11 +22,11 @@ constexpr const char* oldTargets[] = {"UTF8_STRING", "STRING"};
 
 } // namespace
 
-XcbSelectionReader::XcbSelectionReader(
-    XcbLoop& loop, XcbRequestors& requestors, xcb_atom_t selection, Log log, Done done)
+XcbSelectionReader::XcbSelectionReader(XcbLoop& loop, XcbRequestors& requestors,
+    xcb_atom_t selection, Log log, Done done, std::size_t room)
     : loop(loop), requestors(requestors), selection(selection), log(log), done(std::move(done)),
       property(loop.atom("_NIMBE_SELECTION")), targetsTarget(loop.atom("TARGETS")),
-      incremental(loop.atom("INCR")) {}
+      incremental(loop.atom("INCR")), wholeRoom(room), room(room) {}
 
 xcb_window_t XcbSelectionReader::owner() const {
     auto* xcb = loop.connection();
@@ -48,7 +48,7 @@ void XcbSelectionReader::handleOwnerChange() {
     questions.clear();
     waiting.clear();
     forms.clear();
-    room = largestContents;
+    room = wholeRoom;
     lost = {};
     start();
 }
@@ -110,7 +110,8 @@ void XcbSelectionReader::takeAnswer(Question& question, bool isGiven) {
         std::uint32_t atLeast = 0;
         if (reply->format == 32 && reply->value_len > 0)
             std::memcpy(&atLeast, xcb_get_property_value(reply.get()), sizeof atLeast);
-        if (atLeast > room) close(question, &lost.tooLarge);
+        if (atLeast > room) return close(question, &lost.tooLarge);
+        question.form.data.reserve(atLeast);
         return;
     }
     close(question, append(question, *reply) ? nullptr : &lost.tooLarge);

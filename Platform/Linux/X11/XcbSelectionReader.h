@@ -27,9 +27,9 @@ public:
     static constexpr std::size_t mostTargets = 500;
     static constexpr std::size_t atATime = 4;
 
-    /// `done` is called once.
-    XcbSelectionReader(
-        XcbLoop& loop, XcbRequestors& requestors, xcb_atom_t selection, Log log, Done done);
+    /// `done` is called once. `room`: for all forms together.
+    XcbSelectionReader(XcbLoop& loop, XcbRequestors& requestors, xcb_atom_t selection, Log log,
+        Done done, std::size_t room = largestContents);
 
     void start();
     /// Of those, the answers to its questions are what it takes.
@@ -70,7 +70,8 @@ private:
     std::vector<Question> questions;        // asked, not answered
     std::deque<Target> waiting;             // not asked yet
     std::vector<std::optional<Form>> forms; // in the owner's order
-    std::size_t room = largestContents;
+    std::size_t wholeRoom;
+    std::size_t room; // what is left of it
     Lost lost;
 
     [[nodiscard]] xcb_window_t owner() const;
