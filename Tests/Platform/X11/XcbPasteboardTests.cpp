@@ -11,12 +11,9 @@ const std::string beyondThePlane = "Grüße, 你好 😀 𝄞\nend";
 
 /// xclip stays behind, without our pipes, and owns what it is given.
 void copyWithXclip(const std::string& target, const std::string& data) {
-    const auto process =
-        Process::run({"/bin/sh", "-c",
-                         "file=$(mktemp) && cat >$file && "
-                         "xclip -selection clipboard -i -t \"$1\" $file >/dev/null 2>&1; rm $file",
-                         "sh", target},
-            data);
+    const char* script = R"(file=$(mktemp) && cat >$file &&
+        xclip -selection clipboard -i -t "$1" $file >/dev/null 2>&1; rm $file)";
+    const auto process = Process::run({"/bin/sh", "-c", script, "sh", target}, data);
     ASSERT_EQ(process.exitCode, 0) << process.error;
 }
 
@@ -116,6 +113,7 @@ TEST_F(PasteboardTest, formsOfEveryKindComeBackByteForByte) {
     const StrangeOwner owner(forms);
     const auto before = snapshot();
     EXPECT_EQ(before.forms, forms);
+    EXPECT_EQ(owner.deletions, 0);
 
     const auto change = write(Contents::concealedText("dictated"));
     EXPECT_EQ(text(), "dictated");
@@ -175,6 +173,15 @@ TEST_F(PasteboardTest, aCopyAtTheSameMomentStaysWhoeverIsFirst) {
     }
     EXPECT_GT(replaced, 0);
     EXPECT_LT(replaced, 300) << "both orders are meant";
+}
+
+TEST_F(PasteboardTest, aCopyIsSeenAtOnce) {
+    StrangeOwner owner({utf8("copied")});
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_GT(write(Contents::plainText("dictated")), 0);
+        owner.takeSelection();
+        ASSERT_EQ(snapshot().forms, std::vector{utf8("copied")}) << "after " << i;
+    }
 }
 
 TEST_F(PasteboardTest, onlyTheNewestWriteIsReplaced) {

@@ -95,6 +95,7 @@ void StrangeOwner::run() {
         if (!event) continue;
         switch (event->response_type & 0x7F) {
         case XCB_SELECTION_REQUEST:
+            ++requests;
             if (!behaviour.hangs)
                 answer(*reinterpret_cast<xcb_selection_request_event_t*>(event.get()));
             break;
@@ -130,6 +131,7 @@ bool StrangeOwner::convert(const xcb_selection_request_event_t& request) {
             XCB_ATOM_ATOM, 32, static_cast<std::uint32_t>(list.size()), list.data());
         return true;
     }
+    if (request.target == atom("DELETE")) ++deletions;
     if (behaviour.onRequest) behaviour.onRequest();
     const auto target = name(request.target);
     const auto form = std::find_if(
@@ -139,7 +141,8 @@ bool StrangeOwner::convert(const xcb_selection_request_event_t& request) {
     if (form->data.size() > behaviour.piece) {
         const std::uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
         xcb_change_window_attributes(xcb, request.requestor, XCB_CW_EVENT_MASK, &events);
-        const std::uint32_t atLeast = 1;
+        const auto atLeast =
+            static_cast<std::uint32_t>(behaviour.announcesSize ? form->data.size() : 1);
         xcb_change_property(xcb, XCB_PROP_MODE_REPLACE, request.requestor, request.property,
             atom("INCR"), 32, 1, &atLeast);
         transfers.push_back({request.requestor, request.property, &*form, 0});
@@ -166,10 +169,7 @@ void StrangeOwner::sendPiece(const xcb_property_notify_event_t& deleted) {
     if (count == 0) transfers.erase(found);
 }
 
-bool StrangeRequestor::ask(const std::string& target, const std::string& selection) {
-    xcb_delete_property(xcb, window, atom("ANSWER"));
-    xcb_convert_selection(
-        xcb, window, atom(selection), atom(target), atom("ANSWER"), XCB_CURRENT_TIME);
+bool StrangeRequestor::isGiven() {
     while (const auto event = owned(waitForEvent(5)))
         if ((event->response_type & 0x7F) == XCB_SELECTION_NOTIFY)
             return reinterpret_cast<xcb_selection_notify_event_t*>(event.get())->property != 0;
@@ -188,31 +188,54 @@ Form StrangeRequestor::take(xcb_atom_t property, bool& exists) {
         reply->format};
 }
 
-std::optional<Form> StrangeRequestor::fetch(
-    const std::string& target, const std::string& selection, int maxPieces) {
-    if (!ask(target, selection)) return std::nullopt;
-    const auto property = atom("ANSWER");
+void StrangeRequestor::ask(const std::string& target, const std::string& selection) {
+    fetched.reset();
+    isIncremental = false;
+    xcb_delete_property(xcb, window, atom("ANSWER"));
+    xcb_convert_selection(
+        xcb, window, atom(selection), atom(target), atom("ANSWER"), XCB_CURRENT_TIME);
     bool exists = false;
-    auto form = take(property, exists);
-    if (!exists) return std::nullopt;
-    if (form.encoding == "INCR") {
-        form = {};
-        while (maxPieces-- != 0) {
-            const auto event = owned(waitForEvent(5));
-            if (!event) return std::nullopt;
-            if ((event->response_type & 0x7F) != XCB_PROPERTY_NOTIFY) continue;
-            const auto& change = *reinterpret_cast<xcb_property_notify_event_t*>(event.get());
-            if (change.state != XCB_PROPERTY_NEW_VALUE || change.atom != property) continue;
-            const auto piece = take(property, exists);
-            if (!exists) continue; // the announcement's own event
-            form.encoding = piece.encoding;
-            form.unit = piece.unit;
-            if (piece.data.empty()) break;
-            form.data.insert(form.data.end(), piece.data.begin(), piece.data.end());
-        }
+    if (!isGiven()) return;
+    auto form = take(atom("ANSWER"), exists);
+    if (!exists) return;
+    isIncremental = form.encoding == "INCR";
+    fetched = isIncremental ? Form() : std::move(form);
+    fetched->type = target;
+}
+
+/// As many as there are, when `count` is negative.
+void StrangeRequestor::takePieces(int count) {
+    while (isIncremental && count != 0) {
+        const auto event = owned(waitForEvent(5));
+        if (!event) return fetched.reset();
+        if ((event->response_type & 0x7F) != XCB_PROPERTY_NOTIFY) continue;
+        const auto& change = *reinterpret_cast<xcb_property_notify_event_t*>(event.get());
+        if (change.state != XCB_PROPERTY_NEW_VALUE || change.atom != atom("ANSWER")) continue;
+        bool exists = false;
+        const auto piece = take(change.atom, exists);
+        if (!exists) continue; // the announcement's own event
+        fetched->encoding = piece.encoding;
+        fetched->unit = piece.unit;
+        fetched->data.insert(fetched->data.end(), piece.data.begin(), piece.data.end());
+        if (piece.data.empty()) isIncremental = false;
+        --count;
     }
-    form.type = target;
-    return form;
+}
+
+std::optional<Form> StrangeRequestor::fetch(
+    const std::string& target, const std::string& selection) {
+    ask(target, selection);
+    return finish();
+}
+
+void StrangeRequestor::begin(const std::string& target, int pieces) {
+    ask(target, "CLIPBOARD");
+    takePieces(pieces);
+}
+
+std::optional<Form> StrangeRequestor::finish() {
+    if (fetched) takePieces(-1);
+    return std::exchange(fetched, std::nullopt);
 }
 
 std::vector<std::string> StrangeRequestor::targets(const std::string& selection) {
@@ -237,8 +260,7 @@ std::vector<std::optional<Form>> StrangeRequestor::fetchTogether(
         static_cast<std::uint32_t>(pairs.size()), pairs.data());
     xcb_convert_selection(
         xcb, window, atom("CLIPBOARD"), atom("MULTIPLE"), atom("PAIRS"), XCB_CURRENT_TIME);
-    while (const auto event = owned(waitForEvent(5)))
-        if ((event->response_type & 0x7F) == XCB_SELECTION_NOTIFY) break;
+    (void)isGiven();
     bool exists = false;
     const auto answered = take(atom("PAIRS"), exists);
     std::vector<std::optional<Form>> answers;
@@ -248,7 +270,7 @@ std::vector<std::optional<Form>> StrangeRequestor::fetchTogether(
             std::memcpy(&target, answered.data.data() + at * 8, 4);
         auto form = take(atom("ANSWER_" + names[at]), exists);
         form.type = names[at];
-        answers.push_back(exists && target != 0 ? std::optional(form) : std::nullopt);
+        answers.push_back(target != 0 ? std::optional(form) : std::nullopt);
     }
     return answers;
 }

@@ -49,6 +49,7 @@ public:
         double work = 0;                      // seconds for every form
         int diesAfterPieces = -1;             // of an incremental transfer
         std::size_t piece = 200'000;          // larger forms go incrementally
+        bool announcesSize = true;            // of a form that goes so
         std::function<void()> onRequest = {}; // of a form, before its answer
     };
     explicit StrangeOwner(std::vector<Form> forms, Behaviour behaviour, std::string selection);
@@ -57,6 +58,9 @@ public:
     StrangeOwner(std::vector<Form> forms, Behaviour behaviour)
         : StrangeOwner(std::move(forms), std::move(behaviour), "CLIPBOARD") {}
     ~StrangeOwner() override;
+
+    std::atomic<int> requests = 0;
+    std::atomic<int> deletions = 0; // DELETE asked for: the marked text would be gone
 
     /// Once more; it has it when this returns.
     void takeSelection();
@@ -85,9 +89,12 @@ private:
 /// Pastes, on the calling thread.
 class StrangeRequestor final : public XcbStranger {
 public:
-    /// Absent: refused, or not within five seconds. `maxPieces`: takes no more of them.
+    /// Absent: refused, or not within five seconds.
     [[nodiscard]] std::optional<Form> fetch(
-        const std::string& target, const std::string& selection = "CLIPBOARD", int maxPieces = -1);
+        const std::string& target, const std::string& selection = "CLIPBOARD");
+    /// The same in two steps: takes some pieces of large data and stops; then the rest.
+    void begin(const std::string& target, int pieces);
+    [[nodiscard]] std::optional<Form> finish();
     /// Names, in the owner's order; none when it was refused.
     [[nodiscard]] std::vector<std::string> targets(const std::string& selection = "CLIPBOARD");
     /// MULTIPLE: what came for each, in order.
@@ -95,7 +102,12 @@ public:
         const std::vector<std::string>& names);
 
 private:
-    [[nodiscard]] bool ask(const std::string& target, const std::string& selection);
+    std::optional<Form> fetched;
+    bool isIncremental = false;
+
+    void ask(const std::string& target, const std::string& selection);
+    void takePieces(int count);
+    [[nodiscard]] bool isGiven();
     [[nodiscard]] Form take(xcb_atom_t property, bool& exists);
 };
 
