@@ -1,6 +1,8 @@
 #pragma once
 
+#include <deque>
 #include <functional>
+#include <mutex>
 #include <thread>
 
 #include "Foundation/Date.h"
@@ -30,10 +32,13 @@ public:
 
 private:
     GMainContext* context;
-    GMainLoop* loop;
+    std::mutex mutex;
+    std::deque<Job> jobs;
+    bool isStopping = false; // the thread's own
     std::thread thread;
 
-    void attach(GSource* source, Job job);
+    void run();
+    void runPosted();
 };
 
 } // namespace nimbe
