@@ -12,7 +12,8 @@ namespace nimbe {
 /// meanwhile is not played late. Without a server it is silent; when there is one again,
 /// it is heard again.
 ///
-/// The server keeps the sample, so that playing it is one short message.
+/// The server keeps the sample, so that playing it is one short message. One in the
+/// process: the library loads its parts without a lock.
 class CanberraSystemSound final : public SystemSound {
 public:
     explicit CanberraSystemSound(LogSink& sink);

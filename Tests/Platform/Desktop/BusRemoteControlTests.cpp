@@ -1,3 +1,4 @@
+#include <array>
 #include <atomic>
 #include <barrier>
 #include <future>
@@ -305,14 +306,14 @@ TEST(BusRemoteClient, tellsApartWhyThereIsNoAnswer) {
                                   "<method name='Toggle'><arg type='s' direction='out'/></method>"
                                   "<method name='Status'><arg type='a{sv}' direction='out'/>"
                                   "</method></interface></node>";
-    std::promise<void> called;
-    BusService* owner = nullptr;
+    std::array<std::promise<void>, 2> silences;
+    std::atomic<std::size_t> silence = silences.size(); // which one comes next, if any
     BusService service(remote::busName, other, [&](const auto&, GDBusMethodInvocation* call) {
         const std::string method = g_dbus_method_invocation_get_method_name(call);
         if (method == "Status")
             g_dbus_method_invocation_return_value(call, g_variant_new_parsed("({'x': <1>},)"));
-        else if (owner)
-            called.set_value(); // no answer
+        else if (silence < silences.size())
+            silences.at(silence).set_value(); // no answer
         else
             g_dbus_method_invocation_return_value(call, g_variant_new("(s)", "yes"));
     });
@@ -321,17 +322,17 @@ TEST(BusRemoteClient, tellsApartWhyThereIsNoAnswer) {
     EXPECT_EQ(client.status().error().kind, Kind::failed) << "no phase";
     EXPECT_EQ(client.quit().error().kind, Kind::failed) << "no such method";
 
-    owner = &service;
+    silence = 0;
     const auto begin = std::chrono::steady_clock::now();
     auto asking = std::async(std::launch::async, kind);
-    called.get_future().get();
-    called = {};
+    silences[0].get_future().get();
     EXPECT_EQ(asking.get(), Kind::noAnswer);
     EXPECT_GT(since(begin), 1.5);
     EXPECT_LT(since(begin), 2.5);
 
+    silence = 1;
     asking = std::async(std::launch::async, kind);
-    called.get_future().get();
+    silences[1].get_future().get();
     service.vanish();
     EXPECT_EQ(asking.get(), Kind::noAnswer) << "it ended in the middle of the call";
     EXPECT_LT(since(begin), 3.5) << "and nobody waits for it";

@@ -1,4 +1,5 @@
 #include <atomic>
+#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <thread>
@@ -51,8 +52,12 @@ public:
     std::atomic<bool> isLocked = true;
     std::atomic<int> prompts = 0;
     std::atomic<int> dismissals = 0;
-    std::function<void()> onPrompt = [] {
-    }; // on its thread
+
+    /// On its thread, from now on.
+    void onPrompt(std::function<void()> job) {
+        const std::lock_guard guard(mutex);
+        prompted = std::move(job);
+    }
 
     void vanish() { service.vanish(); }
 
@@ -61,6 +66,9 @@ private:
     static constexpr const char* promptPath = "/org/freedesktop/secrets/prompt/p1";
 
     User user;
+    std::mutex mutex;
+    std::function<void()> prompted = [] {
+    };
     BusService service{
         "org.freedesktop.secrets", introspection, [this](const auto&, GDBusMethodInvocation* call) {
             answer(call);
@@ -87,7 +95,10 @@ private:
 
     void prompt() {
         ++prompts;
-        onPrompt();
+        {
+            const std::lock_guard guard(mutex);
+            prompted();
+        }
         if (user == User::unlocks && !saysUnlocked) isLocked = false;
         if (user == User::unlocks || user == User::closes)
             service.emit(promptPath, "org.freedesktop.Secret.Prompt", "Completed",
@@ -165,25 +176,19 @@ TEST_F(KeyringUnlockTest, aServiceThatIsNotThereOrGoes) {
     }
     {
         LockedKeyring mortal(User::isAway);
-        mortal.onPrompt = [&] {
-            loop.post([&] { mortal.vanish(); });
-        };
+        mortal.onPrompt([&] { loop.post([&] { mortal.vanish(); }); });
         EXPECT_EQ(request(), Outcome::unreachable) << "it ends while the prompt is open";
     }
     PrivateBus bus;
     LockedKeyring keyring(User::isAway);
-    keyring.onPrompt = [&] {
-        bus.kill();
-    };
+    keyring.onPrompt([&] { bus.kill(); });
     EXPECT_EQ(request(), Outcome::unreachable) << "the bus ends";
 }
 
 TEST_F(KeyringUnlockTest, whoNoLongerWantsItTakesThePromptAway) {
     LockedKeyring keyring(User::isAway);
+    keyring.onPrompt([&] { loop.stop(); });
     Token asking = KeyringUnlock::request(loop, log, [](Outcome) { FAIL() << "called"; });
-    keyring.onPrompt = [&] {
-        loop.stop();
-    };
     loop.run(); // until it is open
     const auto begin = loop.now();
     asking.reset();
