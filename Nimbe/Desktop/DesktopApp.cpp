@@ -1,0 +1,310 @@
+#include "DesktopApp.h"
+
+#include <QtGui/QStyleHints>
+#include <QtWidgets/QApplication>
+#include <cstdlib>
+#include <iostream>
+#include <thread>
+
+#include "NimbeApp/AppSettings.h"
+#include "NimbeApp/CrashSentinelController.h"
+#include "NimbeApp/MacAppDelegate.h"
+#include "NimbeApp/MacDictationController.h"
+#include "NimbeApp/UpdateChecker.h"
+#include "NimbeEngine/Audio/MacAudioDeviceStore.h"
+#include "NimbeEngine/Speech/AppleSpeechEngine.h"
+#include "NimbeEngine/Speech/LocalSpeechEngine.h"
+#include "NimbeEngine/Speech/SpeechModelAssets.h"
+#include "NimbeGround/Ground.h"
+#include "NimbeUI/DesktopUI.h"
+#include "NimbeUI/QuickCaptureHUD.h"
+#include "PlatformDesktop/BusRemoteClient.h"
+#include "PlatformDesktop/BusRemoteControl.h"
+#include "PlatformDesktop/CrashReportFolders.h"
+#include "PlatformDesktop/SessionEnd.h"
+#include "PlatformDesktop/XdgDocumentOpener.h"
+#include "PlatformDesktop/XdgLoginItem.h"
+#include "PlatformHttp/CurlHttpClient.h"
+#include "PlatformLog/JournalLog.h"
+#include "PlatformQt/QtMainActor.h"
+#include "PlatformQt/QtSurroundings.h"
+#include "PlatformQt/XkbKeyNames.h"
+#include "PlatformSecrets/KeyringUnlock.h"
+#include "PlatformStorage/AtomicFileWriter.h"
+#include "PlatformSystemSound/CanberraSystemSound.h"
+#include "PlatformX11/XcbHotKeys.h"
+#include "PlatformX11/XcbKeyEventSource.h"
+#include "PlatformX11/XcbKeyPoster.h"
+#include "PlatformX11/XcbPasteboard.h"
+#include "PlatformX11/XcbWorkspace.h"
+
+namespace nimbe {
+namespace {
+
+using Phase = MacDictationController::Phase;
+
+/// Where crashes of ours may be reported to.
+constexpr const char* feedbackAddress = "feedback@nimbehq.com";
+
+std::string phaseName(Phase::Kind kind) {
+    switch (kind) {
+    case Phase::Kind::idle: return "idle";
+    case Phase::Kind::preparing: return "preparing";
+    case Phase::Kind::recording: return "recording";
+    case Phase::Kind::finalizing: return "finalizing";
+    case Phase::Kind::done: return "done";
+    case Phase::Kind::unavailable: return "unavailable";
+    }
+    return {};
+}
+
+/// From the microphone to text.
+struct Hearing {
+    Hearing(Ground& ground, MainActor& actor, HearingModule& module)
+        : input(module.makeAudioInput(actor, ground.log)),
+          models(module.makeSpeechModels(actor, modelFolders(ground.folders), ground.log)),
+          assets(actor, *models, *SpeechModel::named(SpeechModel::defaultID),
+              ground.defaults.get(speechModelBaseAddress)),
+          capture(*input, module.audioConverters(), ground.defaults, ground.log),
+          recogniser(
+              actor, module.speechRuntime(), [this] { return assets.folder(); }, ground.log),
+          speech(recogniser, assets, ground.log),
+          engine(actor, capture, speech, assets, ground.log),
+          devices(actor, *input, ground.defaults, ground.log) {}
+
+    std::unique_ptr<AudioInput> input;
+    std::unique_ptr<SpeechModels> models;
+    SpeechModelAssets assets;
+    AudioCapture capture;
+    LocalSpeechEngine recogniser;
+    AppleSpeechEngine speech;
+    DictationEngine engine;
+    MacAudioDeviceStore devices;
+
+    /// Loads the model in the background, so that no dictation waits for it.
+    void preload() {
+        recogniser.preload([this] {
+            isReady = true;
+            for (const auto& waiting : std::exchange(waitingForModel, {})) waiting();
+        });
+    }
+    void whenReady(std::function<void()> onReady) {
+        if (isReady)
+            onReady();
+        else
+            waitingForModel.push_back(std::move(onReady));
+    }
+
+private:
+    bool isReady = false;
+    std::vector<std::function<void()>> waitingForModel;
+};
+
+/// Keys, windows and clipboards of the display.
+struct Display {
+    Display(MainActor& actor, LogSink& log)
+        : keys(XcbKeyEventSource::connect(log)), hotKeys(XcbHotKeys::connect(actor, log)),
+          workspace(XcbWorkspace::connect(actor, log)), poster(XcbKeyPoster::connect(log)),
+          clipboard(XcbPasteboard::create(actor, "CLIPBOARD", log)),
+          selection(XcbPasteboard::create(actor, "PRIMARY", log)) {}
+
+    std::unique_ptr<XcbKeyEventSource> keys;
+    std::unique_ptr<XcbHotKeys> hotKeys;
+    std::unique_ptr<XcbWorkspace> workspace;
+    std::unique_ptr<XcbKeyPoster> poster;
+    std::unique_ptr<XcbPasteboard> clipboard;
+    std::unique_ptr<XcbPasteboard> selection;
+
+    [[nodiscard]] bool isComplete() const {
+        return keys && hotKeys && workspace && poster && clipboard && selection;
+    }
+};
+
+/// All of the application, in the order in which it leans on each other.
+class DesktopApp {
+public:
+    DesktopApp(Ground& ground, QtMainActor& actor, BusRemoteControl& remote, Display& display,
+        CrashSentinelController& sentinel, DocumentOpener& opener,
+        const DesktopModule::Launch& launch)
+        : ground(ground), actor(actor), remote(remote), sentinel(sentinel), opener(opener),
+          delegate(actor, ground.log), history(ground), hearing(ground, actor, launch.hearing),
+          shortcuts(*display.hotKeys, ground.defaults, ground.log),
+          inserter({actor, *display.poster, *display.workspace, *display.clipboard,
+              *display.selection, *display.poster, ground.defaults, ground.log}),
+          hud({hearing.engine, ground.defaults, surroundings, ground.log}), sound(ground.log),
+          loginItem(XdgLoginItem::Places::find(ground.folders, executablePath()), ground.log),
+          http(actor), updates(UpdateChecker::create({actor, http, ground.defaults, opener,
+                           ground.log, {std::string(NIMBE_VERSION), std::string(NIMBE_BUILD)}})),
+          controller(MacDictationController::create(dictationPlatform(display))),
+          ui(services(display), hud) {}
+
+    /// Before the event loop.
+    void start(const LaunchOptions& options) {
+        isHidden = options.hidden;
+        hearing.preload();
+        // The history's first reading asks the keyring, which may take its time.
+        warmUp = std::thread([this] { (void)history.history.entries(); });
+        controller->start();
+        phases = controller->_phase.observe([this](const auto&) { remote.statusChanged(); });
+        remote.serve(
+            {[this] { return controller->toggle(); }, [this] { return controller->startLatched(); },
+                [this] { return controller->stopRecording(); },
+                [this] { return controller->cancelRecording(); }, [this] { return status(); },
+                [this] { ui.activate(); },
+                [this] {
+                    terminate();
+                }});
+        end = watchSessionEnd(actor, [this] { terminate(); });
+        actor.post([this] { finishLaunching(); });
+    }
+
+    ~DesktopApp() {
+        controller.reset();
+        if (warmUp.joinable()) warmUp.join();
+    }
+    DesktopApp(const DesktopApp&) = delete;
+    DesktopApp& operator=(const DesktopApp&) = delete;
+
+private:
+    Ground& ground;
+    QtMainActor& actor;
+    BusRemoteControl& remote;
+    CrashSentinelController& sentinel;
+    DocumentOpener& opener;
+    MacAppDelegate delegate;
+    HistoryGround history;
+    Hearing hearing;
+    KeyboardShortcuts shortcuts;
+    AXInserter inserter;
+    DesktopSurroundings surroundings;
+    QtSurroundings watching{surroundings};
+    QuickCaptureHUD hud;
+    CanberraSystemSound sound;
+    XdgLoginItem loginItem;
+    CurlHttpClient http;
+    std::shared_ptr<UpdateChecker> updates;
+    std::shared_ptr<MacDictationController> controller;
+    XkbKeyNames keyNames;
+    DesktopUI ui;
+    Token unlocking;
+    Token end;
+    Token phases;
+    std::thread warmUp;
+    bool isHidden = false;
+
+    [[nodiscard]] MacDictationController::Platform dictationPlatform(Display& display) {
+        const auto doubleClickInterval = [] {
+            return QGuiApplication::styleHints()->mouseDoubleClickInterval() / 1000.0;
+        };
+        const auto whenReady = [this](std::function<void()> onReady) {
+            hearing.whenReady(std::move(onReady));
+        };
+        return {actor, hearing.engine, history.history, inserter, *display.workspace, shortcuts,
+            hud, sound, ground.defaults, ground.log,
+            {actor, *display.keys, *display.keys, delegate}, doubleClickInterval, whenReady};
+    }
+
+    [[nodiscard]] DesktopServices services(Display& display) {
+        const auto quit = [this] {
+            terminate();
+        };
+        return {actor, *controller, history.history, hearing.devices, shortcuts, keyNames,
+            ground.defaults, *updates, sentinel, loginItem, *display.clipboard, *display.workspace,
+            surroundings, ground.log, quit};
+    }
+
+    void finishLaunching() {
+        ui.start(isHidden);
+        loginItem.followProgram();
+        delegate.applicationDidFinishLaunching();
+        updates->start();
+        unlockKeyring();
+    }
+
+    /// The history's key may be in a keyring that is locked.
+    void unlockKeyring() {
+        const auto place = ground.defaults.get(LocalKeychainKeyStore::place);
+        if (ground.folders.isPortable || place == LocalKeychainKeyStore::inFile) return;
+        unlocking = KeyringUnlock::request(actor, ground.log, [](KeyringUnlock::Outcome) {});
+    }
+
+    [[nodiscard]] RemoteStatus status() const {
+        const auto& phase = controller->_phase.get();
+        RemoteStatus status{phaseName(phase.kind)};
+        if (!phase.message.empty()) status.message = phase.message;
+        status.target = controller->_targetName.get();
+        status.isLatched =
+            controller->_interaction.get() == MacDictationController::Interaction::latched;
+        return status;
+    }
+
+    void terminate() {
+        delegate.terminate(*controller, inserter, [] { QCoreApplication::quit(); });
+    }
+};
+
+/// A display that goes away, as at the end of a session, makes the toolkit end the process
+/// by std::exit(): that is no crash.
+CrashSentinelController* sentinelOfProcess = nullptr;
+void endedByToolkit() {
+    if (!sentinelOfProcess) return;
+    MacAppDelegate::applicationWillTerminate(*sentinelOfProcess);
+    std::_Exit(EXIT_FAILURE); // other threads still use what would be destroyed now
+}
+
+} // namespace
+
+int runDesktopApp(const DesktopModule::Launch& launch, DataFolders folders) {
+    // The keys and windows are those of the X server, so the toolkit's must be.
+    ::setenv("QT_QPA_PLATFORM", "xcb", 0);
+    prepareDesktopUI();
+    QApplication application(launch.argc, launch.argv);
+    QApplication::setApplicationName("Nimbe");
+    QApplication::setDesktopFileName("com.nimbehq.Nimbe");
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    QtMainActor actor;
+    const auto log = systemLog(LogLevel::info);
+    BusRemoteControl remote(actor, *log);
+    if (remote.takeName() == BusRemoteControl::Name::taken) {
+        BusRemoteClient first;
+        if (const auto told = first.activate(); !told) {
+            std::cerr << "nimbe: " << told.error().message() << "\n";
+            return EXIT_FAILURE;
+        }
+        return EXIT_SUCCESS;
+    }
+
+    Ground ground(std::move(folders), *log);
+    AtomicFileWriter files;
+    XdgDocumentOpener opener(*log);
+    CrashSentinelController sentinel(
+        {files, ground.defaults, opener, *log, ground.folders.data / "launch-sentinel.json",
+            crashReportFolders(executablePath()), "the file manager", feedbackAddress});
+    sentinel.assessLaunch();
+    if (launch.options.resetOnboarding)
+        (void)ground.defaults.remove(AppSettings::onboardingCompleted);
+    launch.options.report(*log);
+    if (takeForceLocalOnlyOnce(ground.defaults))
+        Log(*log, "app").info("forceLocalOnlyOnce: this launch goes without the cloud");
+
+    Display display(actor, *log);
+    if (!display.isComplete()) {
+        std::cerr << "nimbe: The X11 display does not answer.\n";
+        sentinel.applicationWillTerminate();
+        return EXIT_FAILURE;
+    }
+    sentinelOfProcess = &sentinel;
+    (void)std::atexit(endedByToolkit);
+    int status = EXIT_SUCCESS;
+    {
+        DesktopApp app(ground, actor, remote, display, sentinel, opener, launch);
+        app.start(launch.options);
+        status = QApplication::exec();
+    }
+    sentinelOfProcess = nullptr;
+    MacAppDelegate::applicationWillTerminate(sentinel);
+    return status;
+}
+
+} // namespace nimbe
