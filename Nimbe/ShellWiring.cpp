@@ -4,8 +4,8 @@
 #include <ostream>
 
 #include "EndOfInput.h"
-#include "HearingLoader.h"
 #include "Interrupt.h"
+#include "ModuleLoader.h"
 #include "NimbeEngine/Speech/AppleSpeechEngine.h"
 #include "NimbeEngine/Speech/LocalSpeechEngine.h"
 #include "NimbeEngine/Speech/SpeechModelAssets.h"
@@ -146,11 +146,7 @@ private:
     bool findHearing(std::ostream& error) {
         if (hearing) return true;
         if (!findGround(error)) return false;
-        const auto folder = programFolder();
-        // Never from wherever the user happens to be.
-        const auto loaded = folder.is_absolute()
-                                ? loadHearing(folder / "lib" / "nimbe" / "libnimbe-hearing.so")
-                                : failure(std::string("/proc does not tell where the program is"));
+        const auto loaded = loadModule<HearingModule>("libnimbe-hearing.so", "nimbeHearingModule");
         if (!loaded) {
             error << "nimbe: What Nimbe hears with cannot be loaded: " << loaded.error() << "\n";
             return false;

@@ -218,6 +218,7 @@ private:
         loginItem.followProgram();
         delegate.applicationDidFinishLaunching();
         updates->start();
+        Log(ground.log, "app").info("app: launched");
         unlockKeyring();
     }
 

@@ -167,7 +167,8 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
     app.set_version_flag("--version", "nimbe " NIMBE_VERSION);
     app.require_subcommand(1);
     app.get_formatter()->column_width(24); // lines of at most 80
-    app.footer("Exit codes: 0 done, 1 not done, 2 wrong usage. Each verb's --help says more.");
+    app.footer("Without a verb the application starts; with --hidden it shows no window.\n"
+               "Exit codes: 0 done, 1 not done, 2 wrong usage. Each verb's --help says more.");
 
     FormatOptions format;
     auto* formatVerb = app.add_subcommand("format", "Turn a raw transcript into finished text");
