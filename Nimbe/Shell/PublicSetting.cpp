@@ -76,7 +76,6 @@ const std::vector<PublicSetting>& PublicSetting::all() {
         entry(AppSettings::onboardingCompleted, "The first steps were shown to their end"),
         entry(AppSettings::reduceMotion, "Change without movement what is shown"),
         entry(AppSettings::aiCleanupEnabled, "The menu's AI cleanup; it changes no text yet"),
-        entry(InsertSettings::insertAutoCopy, "Copy a text that cannot be inserted"),
         entry(InsertSettings::insertSoundEnabled, "Play a sound when text was inserted"),
         entry(PasteRules::own, "How programs paste: CLASS or CLASS=CHORD each", refuseRules),
         entry(MicrophoneSelection::selectedInput, "The microphone, by its ID in nimbe devices",

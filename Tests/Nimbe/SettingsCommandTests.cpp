@@ -52,7 +52,7 @@ TEST_F(SettingsCommandTest, whatIsSetIsStoredAndToldUntilItIsReset) {
         {"menuBarVisible", {"off"}, false, "off", "off\n"},
         {"menuBarVisible", {"YES"}, true, "on", "on\n"},
         {"reduceMotion", {"True"}, true, "on", "on\n"},
-        {"insertAutoCopy", {"no"}, false, "off", "off\n"},
+        {"macAutomaticUpdateChecksEnabled", {"no"}, false, "off", "off\n"},
         {"obsidianExportFolder", {"/a b/\"\xC3\xA9\"\n"}, std::string("/a b/\"\xC3\xA9\"\n"),
             R"("/a b/\"é\"\n")", "/a b/\"\xC3\xA9\"\n\n"},
         {"pasteRules", {"--", "-x", "a,b=insert"}, std::vector<std::string>{"-x", "a,b=insert"},
@@ -115,7 +115,7 @@ TEST_F(SettingsCommandTest, allAreListedWithWhatCounts) {
     EXPECT_TRUE(defaults.setValue("obsidianExportFolder", std::string("/\x1B[31m\xC2\x9B")));
     const auto list = run({"list"}).output;
     EXPECT_TRUE(list.starts_with("menuBarVisible = off\n    bool: ")) << list;
-    for (const char* line : {"\ninsertAutoCopy = on (default)\n    bool: ",
+    for (const char* line : {"\nmacAutomaticUpdateChecksEnabled = on (default)\n    bool: ",
              "\nreduceMotion = off (default: what is stored is damaged)\n",
              "\npasteRules = [] (default)\n    list: ", "\nobsidianAutoExport = off (default)\n",
              "\nselectedInputDeviceUID = \"__nimbe_system_default__\" (default)\n    string: "})
