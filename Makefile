@@ -1,6 +1,6 @@
 # Every target does its own set-up: Debian packages, npm packages, build folder.
 
-.PHONY: help run test check bench format clean
+.PHONY: help run demo test check bench format clean
 
 SHELL := /bin/bash
 .DEFAULT_GOAL := run
@@ -19,11 +19,24 @@ configure = mkdir -p build && cmake --preset release >build/configure.log || \
 help:
 	@awk '/^## /{text=substr($$0,4)} /^[a-z]+:/{if(text)printf "make %-8s %s\n",substr($$1,1,length($$1)-1),text;text=""}' Makefile
 
-## Transcribes a recording: human speech to finished text.
+## Starts the application; without a display, transcribes a recording.
 run: configured
 	@cmake --build --preset release --target nimbe
-	@echo "--- $(sample)"
-	@$(nimbe) transcribe $(sample)
+	@if [ -n "$${DISPLAY:-}" ]; then \
+		echo "--- $(nimbe): look for it in the tray; hold Alt and speak"; \
+		exec $(nimbe); \
+	else \
+		echo "--- no display here: $(sample)"; \
+		$(nimbe) transcribe $(sample); \
+	fi
+
+## Dictates into real windows on a private desktop; pictures in build/demo.
+demo: configured
+	@scripts/bootstrap test
+	@cmake --build --preset release --target nimbe-demo
+	@rm -rf build/demo
+	@SESSION_DESKTOP=openbox SESSION_COMPOSITOR=picom SESSION_TRAY=trayer SESSION_AUDIO=pulseaudio \
+		scripts/desktop-session build/release/Tests/Desktop/nimbe-demo build/demo
 
 ## Builds with warnings as errors, runs all tests.
 test: configured
@@ -41,7 +54,8 @@ bench:
 	@scripts/bootstrap bench
 	@$(configure)
 	@cmake --build --preset release --target nimbe-bench
-	@build/release/Benchmarks/nimbe-bench
+	@SESSION_DESKTOP=openbox SESSION_COMPOSITOR=picom SESSION_TRAY=trayer SESSION_AUDIO=pulseaudio \
+		scripts/desktop-session build/release/Benchmarks/nimbe-bench
 
 ## Puts all sources into the project's format.
 format:

@@ -50,8 +50,13 @@ DesktopScene::DesktopScene() {
 
 bool DesktopScene::startApp(std::vector<std::string> options, Environment environment) {
     options.insert(options.begin(), NIMBE_EXECUTABLE);
-    app = std::make_unique<BackgroundProcess>(options, folder.path / "app.log", environment);
-    return waitUntil(20, [&] { return !phase().empty(); });
+    app = std::make_unique<BackgroundProcess>(options, folder.path / ("app" + std::to_string(++starts) + ".log"), environment);
+    const auto hasLaunched = [&] {
+        return app->output().find("app: launched") != std::string::npos;
+    };
+    if (!waitUntil(20, hasLaunched) || phase().empty()) return false;
+    pause(200); // the X server is told a moment later that it watches the keys
+    return true;
 }
 
 int DesktopScene::endApp() {

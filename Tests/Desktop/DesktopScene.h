@@ -25,7 +25,7 @@ public:
 
     // The application.
     using Environment = std::vector<std::pair<std::string, std::string>>;
-    /// False: it does not answer within twenty seconds.
+    /// Until it watches the keys. False: it is not there within twenty seconds.
     [[nodiscard]] bool startApp(
         std::vector<std::string> options = {"--hidden"}, Environment environment = {});
     /// Its exit code.
@@ -76,6 +76,7 @@ public:
 private:
     std::vector<std::unique_ptr<BackgroundProcess>> others;
     int targets = 0;
+    int starts = 0;
 };
 
 } // namespace nimbe
