@@ -38,4 +38,7 @@ void benchmarkHistory();
 /// The figures of sound and speech; feeds dictations in real time.
 void benchmarkSpeech();
 
+/// The figures of the whole application on a desktop; dictates in real time.
+void benchmarkDesktop();
+
 } // namespace nimbe
