@@ -152,7 +152,7 @@ bool XdgDocumentOpener::isAllowed(const std::string& url) {
 }
 
 std::string XdgDocumentOpener::origin(const std::string& url) {
-    const auto scheme = schemeOf(url);
+    auto scheme = schemeOf(url);
     if (scheme == "mailto") return scheme;
     const auto begin = scheme.size() + 3;
     auto host = url.substr(begin, url.find_first_of("/?#", begin) - begin);

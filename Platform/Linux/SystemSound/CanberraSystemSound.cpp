@@ -27,7 +27,7 @@ class CanberraSystemSound::Worker {
 public:
     explicit Worker(LogSink& sink) : log(sink, "desktop") {}
 
-    static void start(std::shared_ptr<Worker> worker) {
+    static void start(const std::shared_ptr<Worker>& worker) {
         std::thread thread([worker] { worker->run(); });
         pthread_setname_np(thread.native_handle(), "nimbe-sound");
         thread.detach(); // it holds the worker: see stop()
