@@ -97,6 +97,8 @@ void TestKeyboard::send(std::uint8_t action, xcb_keycode_t code) {
 TestWindow::TestWindow(const Looks& looks) : loop(XcbLoop::connect(quietLog(), "test")) {
     if (!loop) throw std::runtime_error("no display");
     auto* xcb = loop->connection();
+    // Who does not know of XKB is not told of groups.
+    static_cast<void>(XcbKeyboardEvents::select(xcb));
     window = xcb_generate_id(xcb);
     const std::array<std::uint32_t, 2> values{loop->screen().white_pixel,
         XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_KEY_RELEASE | XCB_EVENT_MASK_PROPERTY_CHANGE};
