@@ -90,18 +90,19 @@ private:
     /// Until its tray item is there and it watches the keys.
     void measureStart() {
         std::vector<double> times;
+        (void)scene.verb({"settings", "set", "onboardingCompleted", "on"});
         for (int i = 0; i < 7; ++i) {
             const double begin = now();
             scene.app = std::make_unique<BackgroundProcess>(
                 std::vector<std::string>{NIMBE_EXECUTABLE, "--hidden"},
-                scene.folder.path / "app.log");
+                scene.folder.path / "start.log");
             while (scene.app->output().find("app: launched") == std::string::npos) {
                 if (now() > begin + 20) throw std::runtime_error("it does not launch");
                 pause(0.002);
             }
             times.push_back(now() - begin);
             if (scene.endApp() != 0) throw std::runtime_error("the application does not end");
-            std::filesystem::remove(scene.folder.path / "app.log");
+            std::filesystem::remove(scene.folder.path / "start.log");
         }
         Table table({"Start", "median", "longest"});
         table.add({"Process start to tray item", figure(at(times, 0.5) * 1000) + " ms",

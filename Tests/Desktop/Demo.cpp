@@ -25,7 +25,8 @@ public:
 
     int run() {
         std::filesystem::create_directories(pictures);
-        (void)Process::run({"/usr/bin/xsetroot", "-solid", "#4b5d6e"}, "");
+        (void)Process::run(
+            {"/usr/bin/hsetroot", "-add", "#35495e", "-add", "#8a9aa6", "-gradient", "0"}, "");
         scene.ownClipboard();
         check("the application starts", scene.startApp());
         for (const auto kind : {Kind::gtkEditor, Kind::qtEditor, Kind::terminal}) dictate(kind);

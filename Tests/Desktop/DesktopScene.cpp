@@ -50,7 +50,9 @@ DesktopScene::DesktopScene() {
 
 bool DesktopScene::startApp(std::vector<std::string> options, Environment environment) {
     options.insert(options.begin(), NIMBE_EXECUTABLE);
-    app = std::make_unique<BackgroundProcess>(options, folder.path / ("app" + std::to_string(++starts) + ".log"), environment);
+    (void)verb({"settings", "set", "onboardingCompleted", "on"}); // no window for the first run
+    app = std::make_unique<BackgroundProcess>(
+        options, folder.path / ("app" + std::to_string(++starts) + ".log"), environment);
     const auto hasLaunched = [&] {
         return app->output().find("app: launched") != std::string::npos;
     };
