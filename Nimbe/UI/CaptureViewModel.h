@@ -60,7 +60,7 @@ public:
     [[nodiscard]] static double transcriptWidth() { return textWidth; }
     [[nodiscard]] static int transcriptSize() { return fontSize; }
 
-signals:
+Q_SIGNALS:
     void changed();
     void levelsChanged();
 

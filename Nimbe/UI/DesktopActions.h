@@ -34,7 +34,7 @@ public:
     [[nodiscard]] bool isMenuBarVisible() const;
     [[nodiscard]] DesktopServices& all() { return services; }
 
-signals:
+Q_SIGNALS:
     void changed();
     void historyChanged();
     void windowWanted();

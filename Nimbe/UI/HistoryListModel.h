@@ -53,7 +53,7 @@ public:
     /// Days go by while the window is closed.
     void refresh();
 
-signals:
+Q_SIGNALS:
     void summaryChanged();
     void noticeChanged();
 

@@ -30,7 +30,7 @@ public:
     void setRestColor(const QColor& color);
     void paint(QPainter* painter) override;
 
-signals:
+Q_SIGNALS:
     void changed();
 
 private:

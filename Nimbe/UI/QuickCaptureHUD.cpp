@@ -19,9 +19,11 @@ namespace {
 // The pill at its largest, with room for its shadow; it stands on the lower margin.
 constexpr QSize windowSize(620, 220);
 
-constexpr Qt::WindowFlags overlayFlags = Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-                                         Qt::Tool | Qt::WindowDoesNotAcceptFocus |
-                                         Qt::WindowTransparentForInput | Qt::NoDropShadowWindowHint;
+// Past the window manager: in the frame that it would put around the window clicks end
+// (openbox and xfwm4 do not give it the window's empty input shape).
+constexpr Qt::WindowFlags overlayFlags =
+    Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::Tool | Qt::WindowDoesNotAcceptFocus |
+    Qt::WindowTransparentForInput | Qt::X11BypassWindowManagerHint | Qt::NoDropShadowWindowHint;
 
 } // namespace
 
@@ -31,7 +33,7 @@ QuickCaptureHUD::QuickCaptureHUD(Services given)
     registerFonts(given.log);
     registerQmlTypes();
     view.setFlags(overlayFlags);
-    // Read by the toolkit's X11 part: a notification stands above fullscreen windows, too.
+    // Read by the toolkit's X11 part; compositors treat it as what it is.
     constexpr int notificationType = 0x800;
     view.setProperty("_q_xcb_wm_window_type", notificationType);
     view.setColor(Qt::transparent);
@@ -42,6 +44,10 @@ QuickCaptureHUD::QuickCaptureHUD(Services given)
         [this](const QVariant& value) { takeOpacity(value.toDouble()); });
     connect(&fade, &QVariantAnimation::finished, this, [this] {
         if (fade.endValue().toDouble() <= 0) view.hide();
+    });
+    // Some window managers put what comes forward above windows that they do not manage.
+    connect(&capture, &CaptureViewModel::changed, &view, [this] {
+        if (view.isVisible()) view.raise();
     });
     compositing = given.surroundings._isComposited.observe([this](bool) { reshape(); });
     load();

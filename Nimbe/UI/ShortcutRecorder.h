@@ -36,7 +36,7 @@ public:
     Q_INVOKABLE void keyReleased(int modifiers);
     Q_INVOKABLE void clear();
 
-signals:
+Q_SIGNALS:
     void changed();
 
 private:

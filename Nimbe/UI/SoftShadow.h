@@ -18,7 +18,7 @@ public:
     explicit SoftShadow(QQuickItem* parent = nullptr);
     void paint(QPainter* painter) override;
 
-signals:
+Q_SIGNALS:
     void changed();
 
 private:

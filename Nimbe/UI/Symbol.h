@@ -28,7 +28,7 @@ public:
     void setColor(const QColor& color);
     void paint(QPainter* painter) override;
 
-signals:
+Q_SIGNALS:
     void changed();
 
 private:

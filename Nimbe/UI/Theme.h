@@ -54,7 +54,7 @@ public:
     /// A setting has changed.
     void refresh();
 
-signals:
+Q_SIGNALS:
     void changed();
 
 private:

@@ -22,9 +22,14 @@ QIcon menuIcon(const std::string& name) {
     return pixmap;
 }
 
-/// An ampersand in a title is no mnemonic.
-QString title(const std::string& text) {
-    return qtText(text).replace(QLatin1Char('&'), QLatin1String("&&"));
+/// Ampersands and underscores of a text are no mnemonics. In a menu by D-Bus the toolkit
+/// turns the first ampersand, and only that, into the underscore that marks one there.
+QString title(const std::string& text, bool isByBus) {
+    QString result = qtText(text);
+    if (!isByBus) return result.replace(QLatin1Char('&'), QLatin1String("&&"));
+    result.replace(QLatin1Char('_'), QLatin1String("__"));
+    const auto first = result.indexOf(QLatin1Char('&'));
+    return first < 0 ? result : result.insert(first, QLatin1Char('&'));
 }
 
 bool haveSameShape(
@@ -68,16 +73,18 @@ void Tray::update() {
         return;
     }
     if (!item && !hasPlace) return;
+    if (!isByBus) isByBus = surroundings._hasStatusNotifierHost.get();
     const auto state = actions.state();
     auto items = TrayMenu::items(state);
     if (!menu) {
         menu = std::make_unique<QMenu>();
         connect(menu.get(), &QMenu::aboutToShow, &actions, &DesktopActions::refreshHistory);
         fill(*menu, items);
-    } else if (items != shown) {
+    } else if (isStale || items != shown) {
         refill(*menu, items);
     }
     shown = std::move(items);
+    isStale = false;
     if (!item) {
         item = std::make_unique<QSystemTrayIcon>();
         item->setContextMenu(menu.get());
@@ -110,7 +117,7 @@ void Tray::refill(QMenu& target, const std::vector<TrayMenu::Item>& items) {
     const auto current = target.actions();
     for (std::size_t i = 0; i < items.size(); ++i) {
         auto* action = current[static_cast<qsizetype>(i)];
-        if (items[i].isSeparator() || shown[i] == items[i]) continue;
+        if (items[i].isSeparator() || (!isStale && shown[i] == items[i])) continue;
         dress(*action, items[i]);
         if (!action->menu()) continue;
         action->menu()->clear();
@@ -125,24 +132,24 @@ void Tray::fill(QMenu& target, const std::vector<TrayMenu::Item>& items) {
             continue;
         }
         if (!item.children.empty()) {
-            auto* submenu = target.addMenu(title(item.title));
+            auto* submenu = target.addMenu(title(item.title, *isByBus));
             fill(*submenu, item.children);
             continue;
         }
-        auto* action = target.addAction(title(item.title));
+        auto* action = target.addAction(title(item.title, *isByBus));
         dress(*action, item);
         connect(action, &QAction::triggered, &actions,
-            [this, action, isChecked = item.isChecked, command = item.command,
+            [this, isCheckable = item.isChecked.has_value(), command = item.command,
                 argument = item.argument] {
-                // The mark stands for what is, not for what was clicked.
-                if (isChecked) action->setChecked(*isChecked);
+                // The toolkit has changed the mark already; it stands for what is.
+                isStale = isStale || isCheckable;
                 actions.perform(command, argument);
             });
     }
 }
 
 void Tray::dress(QAction& action, const TrayMenu::Item& item) {
-    action.setText(title(item.title));
+    action.setText(title(item.title, *isByBus));
     action.setEnabled(item.isEnabled);
     action.setIcon(menuIcon(item.symbol));
     action.setCheckable(item.isChecked.has_value());

@@ -32,6 +32,8 @@ private:
     std::unique_ptr<QMenu> menu;
     std::unique_ptr<QSystemTrayIcon> item;
     std::vector<TrayMenu::Item> shown;
+    std::optional<bool> isByBus; // as the toolkit has decided
+    bool isStale = false; // the toolkit has changed what is shown
     std::optional<TrayMenu::Icon> icon;
     Token host;
     Token window;

@@ -76,7 +76,7 @@ public:
     Q_INVOKABLE void openDownloadPage();
     Q_INVOKABLE void selectMicrophone(int index);
 
-signals:
+Q_SIGNALS:
     void changed();
     void heardChanged();
 

@@ -18,7 +18,7 @@ public:
     /// Lent; outlives this.
     PortalSettings(QDBusConnection bus, DesktopSurroundings& surroundings);
 
-private slots:
+private Q_SLOTS:
     void settingChanged(const QString& space, const QString& key, const QDBusVariant& value);
 
 private:

@@ -17,7 +17,7 @@ public:
     /// Lent; outlives this.
     StatusNotifierPresence(QDBusConnection bus, Published<bool>& hasHost);
 
-private slots:
+private Q_SLOTS:
     void ask();
 
 private:

@@ -123,7 +123,7 @@ int main(int argc, char** argv) {
     const bool isDark = argc > 2 && std::string_view(argv[2]) == "dark";
 
     Backdrop backdrop(isDark);
-    backdrop.show();
+    if (argc <= 2 || std::string_view(argv[2]) != "nobackdrop") backdrop.show();
     QtMainActor actor;
     EngineScene below(actor);
     StandardErrorLog log(LogLevel::debug);
