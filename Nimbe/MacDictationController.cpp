@@ -269,8 +269,9 @@ Task<void> MacDictationController::finishRun(Weak weakSelf, std::int64_t generat
 /// Why it was not saved; absent: it was.
 std::optional<std::string> MacDictationController::save(const std::string& text) {
     auto& history = platform.history;
-    (void)history.append(text, _mode.get(), Date::now());
+    const auto entry = history.append(text, _mode.get(), Date::now());
     const auto problem = history.problem();
+    platform.onSaved(entry);
     if (!problem || problem->isPartial()) return std::nullopt;
     return "Not saved in your history. " + std::string(problem->sentence);
 }

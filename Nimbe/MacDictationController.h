@@ -57,6 +57,9 @@ public:
         /// Calls back, on the main actor, once the recogniser's model is loaded or cannot
         /// be; at once or later.
         std::function<void(std::function<void()>)> whenReady;
+        /// What was dictated has been added to the history.
+        std::function<void(const DictationEntry&)> onSaved = [](const DictationEntry&) {
+        };
     };
 
     /// The chord that the user may record in place of the Option key.

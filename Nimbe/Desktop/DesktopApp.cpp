@@ -10,6 +10,7 @@
 #include "NimbeApp/CrashSentinelController.h"
 #include "NimbeApp/MacAppDelegate.h"
 #include "NimbeApp/MacDictationController.h"
+#include "NimbeApp/ObsidianExporter.h"
 #include "NimbeApp/UpdateChecker.h"
 #include "NimbeEngine/Audio/MacAudioDeviceStore.h"
 #include "NimbeEngine/Speech/AppleSpeechEngine.h"
@@ -26,6 +27,7 @@
 #include "PlatformDesktop/XdgLoginItem.h"
 #include "PlatformHttp/CurlHttpClient.h"
 #include "PlatformLog/JournalLog.h"
+#include "PlatformQt/QtFolderPicker.h"
 #include "PlatformQt/QtMainActor.h"
 #include "PlatformQt/QtSurroundings.h"
 #include "PlatformQt/XkbKeyNames.h"
@@ -135,6 +137,7 @@ public:
           loginItem(XdgLoginItem::Places::find(ground.folders, executablePath()), ground.log),
           http(actor), updates(UpdateChecker::create({actor, http, ground.defaults, opener,
                            ground.log, {std::string(NIMBE_VERSION), std::string(NIMBE_BUILD)}})),
+          exporter(ObsidianExporter::create({actor, ground.defaults, picker, files, ground.log})),
           controller(MacDictationController::create(dictationPlatform(display))),
           ui(services(display), hud) {}
 
@@ -183,6 +186,9 @@ private:
     XdgLoginItem loginItem;
     CurlHttpClient http;
     std::shared_ptr<UpdateChecker> updates;
+    QtFolderPicker picker{actor};
+    AtomicFileWriter files;
+    std::shared_ptr<ObsidianExporter> exporter;
     std::shared_ptr<MacDictationController> controller;
     XkbKeyNames keyNames;
     DesktopUI ui;
@@ -199,9 +205,13 @@ private:
         const auto whenReady = [this](std::function<void()> onReady) {
             hearing.whenReady(std::move(onReady));
         };
+        const auto onSaved = [this](const DictationEntry& entry) {
+            exporter->autoExport(entry);
+        };
         return {actor, hearing.engine, history.history, inserter, *display.workspace, shortcuts,
             hud, sound, ground.defaults, ground.log,
-            {actor, *display.keys, *display.keys, delegate}, doubleClickInterval, whenReady};
+            {actor, *display.keys, *display.keys, delegate}, doubleClickInterval, whenReady,
+            onSaved};
     }
 
     [[nodiscard]] DesktopServices services(Display& display) {
