@@ -87,7 +87,7 @@ FocusScope {
         model: page.history
         spacing: 8
         focus: true
-        activeFocusOnTab: count > 0
+        activeFocusOnTab: true
         currentIndex: -1
         boundsBehavior: Flickable.StopAtBounds
         bottomMargin: 24

@@ -1,0 +1,126 @@
+#include <QtQuick/QQuickItem>
+#include <QtQuick/QQuickView>
+#include <QtTest/QTest>
+
+#include <gtest/gtest.h>
+
+#include "DesktopApplication.h"
+#include "NimbeApp/AppSettings.h"
+#include "PlatformQt/QtMainActor.h"
+#include "PlatformQt/QtSurroundings.h"
+#include "PlatformQt/XkbKeyNames.h"
+#include "QtPatience.h"
+#include "UIScene.h"
+
+namespace nimbe {
+namespace {
+
+struct WindowTest : testing::Test {
+    QtMainActor actor;
+    EngineScene below{actor};
+    QtSurroundings watching{below.surroundings};
+    QuickCaptureHUD hud{{below.engine, below.defaults, below.surroundings, below.log}};
+    UIScene scene{below, hud};
+    XkbKeyNames keys;
+    std::unique_ptr<DesktopUI> ui;
+
+    ~WindowTest() override {
+        ui.reset();
+        EXPECT_FALSE(scene.log.has(LogLevel::error, "")) << scene.log.all();
+    }
+    void start(bool isHidden, bool isFirstRun = false) {
+        if (!isFirstRun) (void)below.defaults.set(AppSettings::onboardingCompleted, true);
+        auto services = scene.services();
+        ui = std::make_unique<DesktopUI>(std::move(services), hud);
+        ui->start(isHidden);
+    }
+    [[nodiscard]] static QQuickView* window() {
+        for (auto* each : QGuiApplication::allWindows())
+            if (each->title() == "Nimbe") return qobject_cast<QQuickView*>(each);
+        return nullptr;
+    }
+    [[nodiscard]] static bool isShown() { return window() && window()->isExposed(); }
+    [[nodiscard]] static QString page() {
+        return window()
+            ->rootObject()
+            ->property("model")
+            .value<QObject*>()
+            ->property("page")
+            .toString();
+    }
+    /// By its accessible name's text.
+    [[nodiscard]] static QQuickItem* find(const QString& text, QQuickItem* from = nullptr) {
+        if (!from) from = window()->rootObject();
+        if (from->property("text").toString() == text && from->isVisible()) return from;
+        for (auto* child : from->childItems())
+            if (auto* found = find(text, child)) return found;
+        return nullptr;
+    }
+    static void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        QTest::keyClick(window(), key, modifiers);
+    }
+};
+
+} // namespace
+
+TEST_F(WindowTest, hiddenItComesWhenAskedForAndGoesWithItsScene) {
+    start(true);
+    EXPECT_TRUE(throughout(200, [] { return !window(); }));
+    ui->activate();
+    ASSERT_TRUE(until([] { return isShown() && window()->isActive(); }));
+    ui->activate();
+    press(Qt::Key_W, Qt::ControlModifier);
+    EXPECT_TRUE(until([] { return !window(); })) << "it takes its memory with it";
+    ui->activate();
+    EXPECT_TRUE(until([] { return isShown(); }));
+    EXPECT_EQ(scene.quits, 0);
+}
+
+TEST_F(WindowTest, theFirstRunIsSeenAlsoWhenStartedHidden) {
+    start(true, true);
+    ASSERT_TRUE(until([] { return isShown(); }));
+    EXPECT_EQ(page(), "welcome");
+    ASSERT_TRUE(until([] { return window()->activeFocusItem() != nullptr; }));
+    press(Qt::Key_A); // into the field
+    press(Qt::Key_Tab);
+    press(Qt::Key_Space);
+    EXPECT_TRUE(until([] { return page() == "history"; })) << "by the keyboard alone";
+    EXPECT_TRUE(below.defaults.get(AppSettings::onboardingCompleted));
+}
+
+TEST_F(WindowTest, aChordIsRecordedWithTheKeyboardOnly) {
+    start(false);
+    ASSERT_TRUE(until([] { return isShown() && window()->isActive(); }));
+    press(Qt::Key_Comma, Qt::ControlModifier);
+    ASSERT_TRUE(until([] { return page() == "settings" && find("Record a chord"); }));
+    auto* button = find("Record a chord");
+    button->forceActiveFocus(Qt::TabFocusReason);
+    press(Qt::Key_Space);
+    ASSERT_TRUE(until([] { return find("Press a chord…") != nullptr; }));
+    // A key code belongs to it, as the server would send it: of the key that gives "d".
+    QKeyEvent chord(QEvent::KeyPress, Qt::Key_D, Qt::ControlModifier | Qt::AltModifier, 40, 0, 0);
+    scene.keyNames.names[40] = keys.name(40).value_or("none");
+    QCoreApplication::sendEvent(window(), &chord);
+    ASSERT_TRUE(until([] { return find("Ctrl + Alt + D") != nullptr; }));
+    EXPECT_EQ(scene.shortcuts.shortcut(MacDictationController::shortcutName)->text(), "Ctrl+Alt+d");
+    press(Qt::Key_Escape);
+    EXPECT_TRUE(until([] { return page() == "history"; }));
+}
+
+TEST_F(WindowTest, searchesCopiesAndDeletesWithTheKeyboard) {
+    (void)scene.history.append("Bread and butter.", DictationMode::notes, Date::now() - 60);
+    (void)scene.history.append("Something else.", DictationMode::notes, Date::now() - 30);
+    start(false);
+    ASSERT_TRUE(until([] { return isShown() && find("Bread and butter."); }));
+    press(Qt::Key_F, Qt::ControlModifier);
+    for (const auto key : {Qt::Key_B, Qt::Key_R, Qt::Key_E}) press(key);
+    ASSERT_TRUE(until([] { return !find("Something else."); }));
+    press(Qt::Key_Down);
+    press(Qt::Key_C, Qt::ControlModifier);
+    EXPECT_TRUE(until([&] { return scene.pasteboard.paste() == "Bread and butter."; }));
+    press(Qt::Key_Delete);
+    EXPECT_TRUE(until([] { return find("Moved to Recently Deleted.") && find("Nothing found"); }));
+    EXPECT_EQ(scene.history.entries().size(), 1U);
+}
+
+} // namespace nimbe
