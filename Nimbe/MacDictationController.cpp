@@ -90,7 +90,8 @@ void MacDictationController::beginRun() {
     runBeganAt = platform.actor.now();
     pressDownAt = runBeganAt;
     targetApp = platform.workspace.frontmostApplication();
-    if (targetApp && platform.workspace.isThisApplication(*targetApp)) targetApp = lastExternalApp;
+    beganInOwnWindow = targetApp && platform.workspace.isThisApplication(*targetApp);
+    if (beganInOwnWindow) targetApp = lastExternalApp;
     _targetName.set(targetApp ? targetApp->localizedName : std::nullopt);
     _interaction.set(Interaction::holding);
     tasks.start(startRun(weak_from_this(), runGeneration));
@@ -236,7 +237,7 @@ Task<void> MacDictationController::finishRun(Weak weakSelf, std::int64_t generat
     const Seconds textReady = self->platform.actor.now();
     self->_notice.set(self->save(*present));
     const Seconds saved = self->platform.actor.now();
-    auto delivering = self->platform.inserter.deliver(*present, self->targetApp);
+    auto delivering = deliver(weakSelf, *present);
     self.reset();
     const auto delivered = co_await delivering;
 
@@ -264,6 +265,18 @@ Task<void> MacDictationController::finishRun(Weak weakSelf, std::int64_t generat
     self->showOutcome(delivered);
     auto& actor = self->platform.actor;
     self->tasks.start(reset(weakSelf, actor, generation));
+}
+
+Task<std::string> MacDictationController::deliver(Weak weakSelf, std::string text) {
+    auto self = weakSelf.lock();
+    if (!self) co_return {};
+    if (self->beganInOwnWindow && self->platform.ownField(text)) {
+        self->_targetName.set("Nimbe");
+        co_return std::string(AXInserter::pasted);
+    }
+    auto delivering = self->platform.inserter.deliver(std::move(text), self->targetApp);
+    self.reset();
+    co_return co_await delivering;
 }
 
 /// Why it was not saved; absent: it was.

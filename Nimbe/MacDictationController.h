@@ -57,6 +57,11 @@ public:
         /// Calls back, on the main actor, once the recogniser's model is loaded or cannot
         /// be; at once or later.
         std::function<void(std::function<void()>)> whenReady;
+        /// Whether a field of the program's own takes the text; asked when one of its
+        /// windows was in front at the press.
+        std::function<bool(const std::string&)> ownField = [](const std::string&) {
+            return false;
+        };
         /// What was dictated has been added to the history.
         std::function<void(const DictationEntry&)> onSaved = [](const DictationEntry&) {
         };
@@ -115,7 +120,8 @@ private:
     Token activations;
     std::optional<RunningApplication> lastExternalApp; // brought forward last, not this program
     std::optional<RunningApplication> targetApp;       // in front when the press began
-    std::shared_ptr<OptionKeyMonitor> optionMonitor;   // while no shortcut is recorded
+    bool beganInOwnWindow = false;
+    std::shared_ptr<OptionKeyMonitor> optionMonitor; // while no shortcut is recorded
     std::optional<Seconds> pressDownAt;
     Seconds runBeganAt = 0;
     TaskHandle pendingFinish;
@@ -135,6 +141,7 @@ private:
     void setUnavailable(std::string message);
     void showOutcome(const std::string& outcome);
     [[nodiscard]] std::optional<std::string> save(const std::string& text);
+    [[nodiscard]] static Task<std::string> deliver(Weak weakSelf, std::string text);
     [[nodiscard]] static Task<void> startRun(Weak weakSelf, std::int64_t generation);
     [[nodiscard]] static Task<void> finishLater(Weak weakSelf, MainActor& actor, Seconds delay);
     [[nodiscard]] static Task<void> finishRun(Weak weakSelf, std::int64_t generation);

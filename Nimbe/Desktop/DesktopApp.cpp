@@ -205,13 +205,16 @@ private:
         const auto whenReady = [this](std::function<void()> onReady) {
             hearing.whenReady(std::move(onReady));
         };
+        const auto ownField = [this](const std::string& text) {
+            return ui.take(text);
+        };
         const auto onSaved = [this](const DictationEntry& entry) {
             exporter->autoExport(entry);
         };
         return {actor, hearing.engine, history.history, inserter, *display.workspace, shortcuts,
             hud, sound, ground.defaults, ground.log,
             {actor, *display.keys, *display.keys, delegate}, doubleClickInterval, whenReady,
-            onSaved};
+            ownField, onSaved};
     }
 
     [[nodiscard]] DesktopServices services(Display& display) {
@@ -219,8 +222,8 @@ private:
             terminate();
         };
         return {actor, *controller, history.history, hearing.devices, shortcuts, keyNames,
-            ground.defaults, *updates, sentinel, loginItem, *display.clipboard, *display.workspace,
-            surroundings, ground.log, quit};
+            ground.defaults, *updates, sentinel, loginItem, *exporter, *display.clipboard,
+            *display.workspace, surroundings, ground.log, quit};
     }
 
     void finishLaunching() {

@@ -28,6 +28,8 @@ void DesktopActions::observe() {
     observers.push_back(dictation._targetName.observe(tell));
     observers.push_back(services.microphones._devices.observe(tell));
     observers.push_back(services.updates._available.observe(tell));
+    observers.push_back(services.exporter._folderPath.observe(tell));
+    observers.push_back(services.exporter._lastResult.observe(tell));
     observers.push_back(services.crashes._assessment.observe(tell));
     observers.push_back(services.shortcuts.observeChanges([this] { tellLater(); }));
 }

@@ -7,6 +7,7 @@
 #include "NimbeApp/KeyNames.h"
 #include "NimbeApp/LoginItem.h"
 #include "NimbeApp/MacDictationController.h"
+#include "NimbeApp/ObsidianExporter.h"
 #include "NimbeApp/Pasteboard.h"
 #include "NimbeApp/UpdateChecker.h"
 #include "NimbeApp/Workspace.h"
@@ -26,6 +27,7 @@ struct DesktopServices {
     UpdateChecker& updates;
     CrashSentinelController& crashes;
     LoginItem& loginItem;
+    ObsidianExporter& exporter;
     Pasteboard& pasteboard;
     Workspace& workspace;
     DesktopSurroundings& surroundings;

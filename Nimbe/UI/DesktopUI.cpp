@@ -41,6 +41,10 @@ void DesktopUI::activate() {
     parts->window.activate();
 }
 
+bool DesktopUI::take(const std::string& text) {
+    return parts->window.take(text);
+}
+
 void prepareDesktopUI() {
     // A tenth of the memory of a software GL, and no drivers to trip over.
     if (!qEnvironmentVariableIsSet("QSG_RHI_BACKEND") &&

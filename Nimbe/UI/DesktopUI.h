@@ -26,6 +26,9 @@ public:
     /// Shows the window, in front.
     void activate();
 
+    /// A text that was dictated in the window; false: it has no field for it.
+    [[nodiscard]] bool take(const std::string& text);
+
 private:
     struct Parts;
     std::unique_ptr<Parts> parts;

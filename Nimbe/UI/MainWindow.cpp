@@ -28,6 +28,10 @@ MainWindow::MainWindow(DesktopActions& given, QuickCaptureHUD& hud)
 
 MainWindow::~MainWindow() = default;
 
+bool MainWindow::take(const std::string& text) {
+    return scene && scene->window.take(text);
+}
+
 void MainWindow::make() {
     actions.refreshHistory();
     scene = std::make_unique<Scene>(actions, hud);

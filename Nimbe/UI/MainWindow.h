@@ -23,6 +23,8 @@ public:
 
     /// Shows it, in front and with the keyboard.
     void activate();
+    /// See WindowViewModel.
+    [[nodiscard]] bool take(const std::string& text);
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;

@@ -33,7 +33,7 @@ private:
     std::unique_ptr<QSystemTrayIcon> item;
     std::vector<TrayMenu::Item> shown;
     std::optional<bool> isByBus; // as the toolkit has decided
-    bool isStale = false; // the toolkit has changed what is shown
+    bool isStale = false;        // the toolkit has changed what is shown
     std::optional<TrayMenu::Icon> icon;
     Token host;
     Token window;

@@ -17,19 +17,14 @@ WindowViewModel::WindowViewModel(DesktopActions& given, Theme& theme)
     shownPage = actions.all().defaults.get(AppSettings::onboardingCompleted)
                     ? QStringLiteral("history")
                     : welcome;
-    if (!actions.entries().empty()) newestKnown = actions.entries().front().id;
     connect(&actions, &DesktopActions::changed, this, &WindowViewModel::changed);
-    connect(&actions, &DesktopActions::historyChanged, this, &WindowViewModel::listen);
 }
 
-/// The welcome page shows what was said in it.
-void WindowViewModel::listen() {
-    const auto& entries = actions.entries();
-    if (entries.empty() || newestKnown == entries.front().id) return;
-    newestKnown = entries.front().id;
-    if (shownPage != welcome) return;
-    lastHeard = qtText(entries.front().text);
+bool WindowViewModel::take(const std::string& text) {
+    if (shownPage != welcome) return false;
+    lastHeard = qtText(text);
     emit heardChanged();
+    return true;
 }
 
 QString WindowViewModel::page() const {
@@ -153,6 +148,39 @@ bool WindowViewModel::insertSound() const {
 
 void WindowViewModel::setInsertSound(bool isOn) {
     store(actions.all().defaults.set(InsertSettings::insertSoundEnabled, isOn));
+}
+
+ObsidianExporter& WindowViewModel::exporter() const {
+    return actions.all().exporter;
+}
+
+QString WindowViewModel::exportFolder() const {
+    const auto& folder = exporter()._folderPath.get();
+    return folder ? qtText(std::filesystem::path(*folder).filename().string()) : QString();
+}
+
+QString WindowViewModel::exportResult() const {
+    return qtText(exporter()._lastResult.get().value_or(""));
+}
+
+bool WindowViewModel::autoExport() const {
+    return actions.all().defaults.get(ObsidianExporter::isAutomatic);
+}
+
+void WindowViewModel::setAutoExport(bool isOn) {
+    store(actions.all().defaults.set(ObsidianExporter::isAutomatic, isOn));
+}
+
+void WindowViewModel::chooseExportFolder() {
+    exporter().chooseFolder();
+}
+
+void WindowViewModel::clearExportFolder() {
+    exporter().clearFolder();
+}
+
+void WindowViewModel::exportAll() {
+    exporter().exportAll(actions.entries());
 }
 
 bool WindowViewModel::reduceMotion() const {

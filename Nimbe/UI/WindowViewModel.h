@@ -32,6 +32,9 @@ class WindowViewModel : public QObject {
     Q_PROPERTY(bool startAtLogin READ startAtLogin WRITE setStartAtLogin NOTIFY changed)
     Q_PROPERTY(bool trayItem READ trayItem WRITE setTrayItem NOTIFY changed)
     Q_PROPERTY(bool updateChecks READ updateChecks WRITE setUpdateChecks NOTIFY changed)
+    Q_PROPERTY(QString exportFolder READ exportFolder NOTIFY changed)
+    Q_PROPERTY(QString exportResult READ exportResult NOTIFY changed)
+    Q_PROPERTY(bool autoExport READ autoExport WRITE setAutoExport NOTIFY changed)
     Q_PROPERTY(QString problem READ problem NOTIFY changed)
     Q_PROPERTY(QString heard READ heard NOTIFY heardChanged)
 
@@ -62,10 +65,17 @@ public:
     void setTrayItem(bool isShown);
     [[nodiscard]] bool updateChecks() const;
     void setUpdateChecks(bool isOn);
+    /// By its last part; empty: none is chosen.
+    [[nodiscard]] QString exportFolder() const;
+    [[nodiscard]] QString exportResult() const; // of the last export; may be empty
+    [[nodiscard]] bool autoExport() const;
+    void setAutoExport(bool isOn);
     /// A setting that could not be stored.
     [[nodiscard]] QString problem() const { return failure; }
-    /// What was dictated since the welcome page is shown.
+    /// What was dictated into the welcome page last.
     [[nodiscard]] QString heard() const { return lastHeard; }
+    /// Dictated in this window; false: there is nothing here to take it.
+    [[nodiscard]] bool take(const std::string& text);
 
     Q_INVOKABLE void showPage(const QString& name); // "history" or "settings"
     Q_INVOKABLE void finishWelcome();
@@ -75,6 +85,9 @@ public:
     Q_INVOKABLE void dismissCrash();
     Q_INVOKABLE void openDownloadPage();
     Q_INVOKABLE void selectMicrophone(int index);
+    Q_INVOKABLE void chooseExportFolder();
+    Q_INVOKABLE void clearExportFolder();
+    Q_INVOKABLE void exportAll();
 
 Q_SIGNALS:
     void changed();
@@ -86,10 +99,9 @@ private:
     QString shownPage;
     QString failure;
     QString lastHeard;
-    std::optional<UUID> newestKnown;
 
     void store(bool isStored);
-    void listen();
+    [[nodiscard]] ObsidianExporter& exporter() const;
 };
 
 } // namespace nimbe

@@ -9,6 +9,7 @@
 #include "Fakes/FakeAudioInput.h"
 #include "Fakes/FakeCaptureHUD.h"
 #include "Fakes/FakeDocumentOpener.h"
+#include "Fakes/FakeFolderPicker.h"
 #include "Fakes/FakeHotKeys.h"
 #include "Fakes/FakeHttpClient.h"
 #include "Fakes/FakeKeyEventSource.h"
@@ -115,11 +116,14 @@ struct UIScene {
             [](const std::function<void()>& ready) {
                 ready();
             }});
+    FakeFolderPicker picker;
+    std::shared_ptr<ObsidianExporter> exporter =
+        ObsidianExporter::create({actor, defaults, picker, files, log});
     int quits = 0;
 
     [[nodiscard]] DesktopServices services() {
         return {actor, *dictation, history, microphones, shortcuts, keyNames, defaults, *updates,
-            crashes, loginItem, pasteboard, workspace, surroundings, log, [this] {
+            crashes, loginItem, *exporter, pasteboard, workspace, surroundings, log, [this] {
                 ++quits;
             }};
     }

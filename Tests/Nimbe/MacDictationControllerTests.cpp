@@ -63,6 +63,9 @@ struct Scene {
     bool isModelReady = true;
     std::vector<std::string> landed; // in the window in front
     std::string words = "Hello there.";
+    bool hasOwnField = false;
+    std::vector<std::string> taken; // by it
+    std::vector<DictationEntry> told;
     std::shared_ptr<MacDictationController> controller;
 
     Scene() {
@@ -83,6 +86,13 @@ struct Scene {
                     ready();
                 else
                     waitingForModel.push_back(std::move(ready));
+            },
+            [this](const std::string& text) {
+                if (hasOwnField) taken.push_back(text);
+                return hasOwnField;
+            },
+            [this](const DictationEntry& entry) {
+                told.push_back(entry);
             }});
         controller->start();
         actor.runPosted();
@@ -278,6 +288,25 @@ TEST_F(MacDictationControllerTest, theTargetIsWhatWasInFrontAtThePress) {
     keyUp();
     actor.advance(0.1);
     EXPECT_EQ(message(), "Pasted into Other");
+}
+
+TEST_F(MacDictationControllerTest, aFieldOfItsOwnTakesWhatIsSaidInItsWindow) {
+    hasOwnField = true;
+    startWithChord();
+    for (const bool isOwn : {false, true}) {
+        workspace.bringForward(other);
+        if (isOwn) workspace.bringForward(own);
+        keyDown();
+        actor.advance(1);
+        keyUp();
+        actor.advance(0.1);
+        EXPECT_EQ(message(), isOwn ? "Pasted into Nimbe" : "Pasted into Other");
+        actor.advance(5);
+    }
+    EXPECT_EQ(taken, std::vector<std::string>{"Hello there."});
+    EXPECT_EQ(landed, std::vector<std::string>{"Hello there."});
+    ASSERT_EQ(told.size(), 2U);
+    EXPECT_EQ(told[0], history.entries()[1]);
 }
 
 TEST_F(MacDictationControllerTest, whatEndsInAMessage) {

@@ -99,6 +99,46 @@ Flickable {
         }
 
         Group {
+            title: "Markdown export"
+
+            SettingRow {
+                title: "Folder"
+                detail: page.model.exportResult.length > 0 ? page.model.exportResult
+                        : page.model.exportFolder.length > 0 ? page.model.exportFolder
+                        : "One file for each dictation, in a vault of notes for instance."
+
+                Row {
+                    spacing: 6
+
+                    PushButton {
+                        text: page.model.exportFolder.length > 0 ? "Export all" : "Choose…"
+                        onClicked: page.model.exportFolder.length > 0 ? page.model.exportAll()
+                                                                      : page.model.chooseExportFolder()
+                    }
+                    IconButton {
+                        visible: page.model.exportFolder.length > 0
+                        symbol: "xmark"
+                        size: 16
+                        text: "Forget the folder"
+                        onClicked: page.model.clearExportFolder()
+                    }
+                }
+            }
+            SettingRow {
+                title: "Export each dictation"
+                detail: "As it is made."
+                last: true
+
+                Toggle {
+                    text: "Export each dictation"
+                    enabled: page.model.exportFolder.length > 0
+                    checked: page.model.autoExport
+                    onToggled: page.model.autoExport = checked
+                }
+            }
+        }
+
+        Group {
             title: "Nimbe"
 
             SettingRow {

@@ -136,10 +136,8 @@ Flickable {
 
                 Connections {
                     target: page.model
-                    // What was pasted is there already.
                     function onHeardChanged() {
-                        if (field.text.indexOf(page.model.heard) < 0)
-                            field.insert(field.length, (field.length > 0 ? " " : "") + page.model.heard)
+                        field.insert(field.length, (field.length > 0 ? " " : "") + page.model.heard)
                     }
                 }
             }
