@@ -1,6 +1,7 @@
 #include "NimbeUI/MainWindow.h"
 
 #include <QtCore/QEvent>
+#include <QtGui/QScreen>
 #include <QtQml/QQmlContext>
 #include <QtQml/QQmlError>
 
@@ -54,7 +55,8 @@ void MainWindow::make() {
     if (lastPlace.isValid())
         view.setGeometry(lastPlace);
     else
-        view.resize(startSize);
+        view.resize(
+            startSize.boundedTo(view.screen()->availableSize() * 0.9).expandedTo(leastSize));
 }
 
 void MainWindow::activate() {

@@ -10,7 +10,7 @@ Item {
     default property alias content: holder.data
 
     width: parent ? parent.width : 0
-    implicitHeight: Math.max(words.implicitHeight, holder.childrenRect.height) + 28
+    implicitHeight: Math.max(words.implicitHeight, holder.childrenRect.height) + 24
 
     Column {
         id: words
