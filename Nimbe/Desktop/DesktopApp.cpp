@@ -239,7 +239,10 @@ private:
     void unlockKeyring() {
         const auto place = ground.defaults.get(LocalKeychainKeyStore::place);
         if (ground.folders.isPortable || place == LocalKeychainKeyStore::inFile) return;
-        unlocking = KeyringUnlock::request(actor, ground.log, [](KeyringUnlock::Outcome) {});
+        unlocking =
+            KeyringUnlock::request(actor, ground.log, [this](KeyringUnlock::Outcome outcome) {
+                if (outcome == KeyringUnlock::Outcome::unlocked) ui.refreshHistory();
+            });
     }
 
     [[nodiscard]] RemoteStatus status() const {

@@ -45,6 +45,10 @@ bool DesktopUI::take(const std::string& text) {
     return parts->window.take(text);
 }
 
+void DesktopUI::refreshHistory() {
+    parts->actions.refreshHistory();
+}
+
 void prepareDesktopUI() {
     // A tenth of the memory of a software GL, and no drivers to trip over.
     if (!qEnvironmentVariableIsSet("QSG_RHI_BACKEND") &&

@@ -29,6 +29,9 @@ public:
     /// A text that was dictated in the window; false: it has no field for it.
     [[nodiscard]] bool take(const std::string& text);
 
+    /// What is stored may be readable now.
+    void refreshHistory();
+
 private:
     struct Parts;
     std::unique_ptr<Parts> parts;
