@@ -37,6 +37,7 @@
 #include "PlatformX11/XcbHotKeys.h"
 #include "PlatformX11/XcbKeyEventSource.h"
 #include "PlatformX11/XcbKeyPoster.h"
+#include "PlatformX11/XcbLoop.h"
 #include "PlatformX11/XcbPasteboard.h"
 #include "PlatformX11/XcbWorkspace.h"
 
@@ -157,12 +158,15 @@ public:
                 [this] {
                     terminate();
                 }});
-        end = watchSessionEnd(actor, [this] { terminate(); });
         actor.post([this] { finishLaunching(); });
     }
 
+    /// Once the event loop runs.
+    void terminate() {
+        delegate.terminate(*controller, inserter, [] { QCoreApplication::quit(); });
+    }
+
     ~DesktopApp() {
-        controller.reset();
         if (warmUp.joinable()) warmUp.join();
     }
     DesktopApp(const DesktopApp&) = delete;
@@ -193,7 +197,6 @@ private:
     XkbKeyNames keyNames;
     DesktopUI ui;
     Token unlocking;
-    Token end;
     Token phases;
     std::thread warmUp;
     bool isHidden = false;
@@ -254,10 +257,6 @@ private:
             controller->_interaction.get() == MacDictationController::Interaction::latched;
         return status;
     }
-
-    void terminate() {
-        delegate.terminate(*controller, inserter, [] { QCoreApplication::quit(); });
-    }
 };
 
 /// A display that goes away, as at the end of a session, makes the toolkit end the process
@@ -269,11 +268,20 @@ void endedByToolkit() {
     std::_Exit(EXIT_FAILURE); // other threads still use what would be destroyed now
 }
 
+int withoutDisplay() {
+    std::cerr << "nimbe: The X11 display does not answer.\n";
+    return EXIT_FAILURE;
+}
+
 } // namespace
 
 int runDesktopApp(const DesktopModule::Launch& launch, DataFolders folders) {
-    // The keys and windows are those of the X server, so the toolkit's must be.
-    ::setenv("QT_QPA_PLATFORM", "xcb", 0);
+    const auto log = systemLog(LogLevel::info);
+    // The toolkit ends the process with a dump where it finds no display.
+    if (!XcbLoop::connect(*log, "nimbe-start")) return withoutDisplay();
+    // The keys and windows are those of the X server, so the toolkit's must be, whatever
+    // the session tells programs to use.
+    ::setenv("QT_QPA_PLATFORM", "xcb", 1);
     prepareDesktopUI();
     QApplication application(launch.argc, launch.argv);
     QApplication::setApplicationName("Nimbe");
@@ -281,7 +289,6 @@ int runDesktopApp(const DesktopModule::Launch& launch, DataFolders folders) {
     QApplication::setQuitOnLastWindowClosed(false);
 
     QtMainActor actor;
-    const auto log = systemLog(LogLevel::info);
     BusRemoteControl remote(actor, *log);
     if (remote.takeName() == BusRemoteControl::Name::taken) {
         BusRemoteClient first;
@@ -298,6 +305,11 @@ int runDesktopApp(const DesktopModule::Launch& launch, DataFolders folders) {
     CrashSentinelController sentinel(
         {files, ground.defaults, opener, *log, ground.folders.data / "launch-sentinel.json",
             crashReportFolders(executablePath()), "the file manager", feedbackAddress});
+    // Before there is a sentinel, which a signal's own way of ending would leave behind.
+    DesktopApp* running = nullptr;
+    const auto end = watchSessionEnd(actor, [&running] {
+        if (running) running->terminate();
+    });
     sentinel.assessLaunch();
     if (launch.options.resetOnboarding)
         (void)ground.defaults.remove(AppSettings::onboardingCompleted);
@@ -307,17 +319,18 @@ int runDesktopApp(const DesktopModule::Launch& launch, DataFolders folders) {
 
     Display display(actor, *log);
     if (!display.isComplete()) {
-        std::cerr << "nimbe: The X11 display does not answer.\n";
         sentinel.applicationWillTerminate();
-        return EXIT_FAILURE;
+        return withoutDisplay();
     }
     sentinelOfProcess = &sentinel;
     (void)std::atexit(endedByToolkit);
     int status = EXIT_SUCCESS;
     {
         DesktopApp app(ground, actor, remote, display, sentinel, opener, launch);
+        running = &app;
         app.start(launch.options);
         status = QApplication::exec();
+        running = nullptr;
     }
     sentinelOfProcess = nullptr;
     MacAppDelegate::applicationWillTerminate(sentinel);

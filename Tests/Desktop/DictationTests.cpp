@@ -211,6 +211,31 @@ TEST_F(DesktopDictation, anUncleanEndIsTold) {
     EXPECT_FALSE(std::filesystem::exists(sentinel()));
 }
 
+TEST_F(DesktopDictation, anEndThatComesDuringTheStartIsClean) {
+    for (int i = 0; i < 2; ++i) {
+        BackgroundProcess starting({NIMBE_EXECUTABLE, "--hidden"}, folder.path / "starting.log");
+        while (!std::filesystem::exists(sentinel()) && starting.wait(0) == -1) {
+        }
+        starting.signal(SIGTERM);
+        EXPECT_EQ(starting.wait(), 0) << starting.output();
+        EXPECT_FALSE(std::filesystem::exists(sentinel()));
+        std::filesystem::remove(sentinel());
+    }
+}
+
+TEST_F(DesktopDictation, withoutADisplayItSaysSo) {
+    BackgroundProcess lost({NIMBE_EXECUTABLE}, folder.path / "lost.log", {{"DISPLAY", ":977"}});
+    EXPECT_EQ(lost.wait(), 1);
+    EXPECT_NE(lost.output().find("nimbe: The X11 display does not answer.\n"), std::string::npos)
+        << lost.output();
+    EXPECT_FALSE(std::filesystem::exists(sentinel()));
+}
+
+TEST_F(DesktopDictation, runsWhereTheSessionTellsProgramsToUseWayland) {
+    ASSERT_TRUE(startApp({"--hidden"}, {{"QT_QPA_PLATFORM", "wayland"}})) << app->output();
+    EXPECT_EQ(endApp(), 0);
+}
+
 TEST_F(DesktopDictation, ofTwoThatStartAtOnceOneRuns) {
     for (int i = 0; i < 5; ++i) {
         BackgroundProcess first({NIMBE_EXECUTABLE, "--hidden"}, folder.path / "first.log");
