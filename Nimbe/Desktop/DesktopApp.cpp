@@ -129,7 +129,7 @@ public:
     DesktopApp(Ground& ground, QtMainActor& actor, BusRemoteControl& remote, Display& display,
         CrashSentinelController& sentinel, DocumentOpener& opener,
         const DesktopModule::Launch& launch)
-        : ground(ground), actor(actor), remote(remote), sentinel(sentinel), opener(opener),
+        : ground(ground), actor(actor), remote(remote), sentinel(sentinel),
           delegate(actor, ground.log), history(ground), hearing(ground, actor, launch.hearing),
           shortcuts(*display.hotKeys, ground.defaults, ground.log),
           inserter({actor, *display.poster, *display.workspace, *display.clipboard,
@@ -177,7 +177,6 @@ private:
     QtMainActor& actor;
     BusRemoteControl& remote;
     CrashSentinelController& sentinel;
-    DocumentOpener& opener;
     MacAppDelegate delegate;
     HistoryGround history;
     Hearing hearing;
