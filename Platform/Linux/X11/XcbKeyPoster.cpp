@@ -19,15 +19,19 @@ XcbKeyPoster::XcbKeyPoster(std::unique_ptr<XcbLoop> connected, LogSink& sink)
     if (!canSend) log.error("x11: keys cannot be sent, xkb=%d xtest=0", keyboard ? 1 : 0);
 }
 
+/// Takes note of what has become of the keymap. False: the server has gone.
+bool XcbKeyPoster::keepUp() const {
+    return loop->drain([this](const xcb_generic_event_t& event) {
+        if (keyboard) static_cast<void>(keyboard->take(event));
+    });
+}
+
 bool XcbKeyPoster::isTrusted() const {
-    return canSend && loop->drain();
+    return canSend && keepUp();
 }
 
 bool XcbKeyPoster::post(PasteChord chord) {
-    const auto note = [this](const xcb_generic_event_t& event) {
-        static_cast<void>(keyboard->take(event));
-    };
-    if (!canSend || !loop->drain(note)) return false;
+    if (!canSend || !keepUp()) return false;
     auto* xcb = loop->connection();
     const auto downAsked = xcb_query_keymap(xcb);
     const auto state = keyboard->state();

@@ -38,9 +38,10 @@ private:
 
     Log log;
     std::unique_ptr<XcbLoop> loop; // not started
-    std::optional<XcbKeyboardEvents> keyboard;
+    mutable std::optional<XcbKeyboardEvents> keyboard;
     bool canSend = false;
 
+    [[nodiscard]] bool keepUp() const;
     [[nodiscard]] static std::optional<Stroke> stroke(
         PasteChord chord, const XcbKeymap& keymap, std::uint8_t group);
     void lift(const xcb_query_keymap_reply_t& down, const XcbKeymap& keymap, xcb_keycode_t key);

@@ -99,6 +99,7 @@ TEST_F(XcbKeyPosterTest, typesTheChordOfTheLayout) {
         const auto why = std::string(c.layouts) + " " + std::to_string(c.group);
         const TestLayout layout(c.layouts);
         TestLayout::lockGroup(c.group);
+        EXPECT_TRUE(poster->isTrusted()) << why; // asked before each delivery
         EXPECT_TRUE(poster->post(c.chord)) << why;
         const auto all = window.typed();
         EXPECT_EQ(all.substr(before.empty() ? 0 : before.size() + 1), c.expected) << why;
