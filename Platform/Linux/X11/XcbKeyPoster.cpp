@@ -31,14 +31,19 @@ bool XcbKeyPoster::isTrusted() const {
 }
 
 bool XcbKeyPoster::post(PasteChord chord) {
-    if (!canSend || !keepUp()) return false;
+    if (!canSend) return false;
     auto* xcb = loop->connection();
+    // The display's keymap is that of the device that typed last. XTEST's may have another
+    // one than the user's, so it types now: lets go of a key that is on no keyboard and was
+    // not down, which nobody is told.
+    fake(XCB_KEY_RELEASE, xcb_get_setup(xcb)->min_keycode);
     const auto downAsked = xcb_query_keymap(xcb);
     const auto state = keyboard->state();
     const XcbPointer<xcb_query_keymap_reply_t> down{
         xcb_query_keymap_reply(xcb, downAsked, nullptr)};
+    if (!keepUp() || !state || !down) return false;
     const auto keymap = keyboard->keymap();
-    if (!state || !down || !keymap) return false;
+    if (!keymap) return false;
     const auto found = stroke(chord, *keymap, state->group);
     if (!found) {
         log.error("x11: the keyboard has no keys to paste with");

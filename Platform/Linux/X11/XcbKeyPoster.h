@@ -22,8 +22,9 @@ public:
     /// Null when the display cannot be reached.
     [[nodiscard]] static std::unique_ptr<XcbKeyPoster> connect(LogSink& sink);
 
-    /// Has been typed when it returns: two round trips of some 50 microseconds; a keymap
-    /// that has changed takes some milliseconds more.
+    /// Has been typed when it returns: two round trips of some 50 microseconds, and
+    /// half a millisecond more after the user has typed: the keymap is that of the keyboard
+    /// that typed last.
     [[nodiscard]] bool post(PasteChord chord) override;
 
     [[nodiscard]] bool isTrusted() const override;

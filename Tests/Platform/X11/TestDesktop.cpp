@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <xcb/xinput.h>
 #include <xcb/xtest.h>
 
 #include "Fakes/FakeLogSink.h"
@@ -54,7 +55,24 @@ bool eventually(const std::function<bool()>& isSo, Seconds patience) {
     return eventually(loop, isSo, patience);
 }
 
-TestKeyboard::TestKeyboard() : xcb(xcb_connect(nullptr, nullptr)) {}
+TestKeyboard::TestKeyboard(Device kind) : xcb(xcb_connect(nullptr, nullptr)) {
+    if (kind == Device::own) openOwnDevice();
+}
+
+void TestKeyboard::openOwnDevice() {
+    const XcbPointer<xcb_input_list_input_devices_reply_t> devices{
+        xcb_input_list_input_devices_reply(xcb, xcb_input_list_input_devices(xcb), nullptr)};
+    auto name = xcb_input_list_input_devices_names_iterator(devices.get());
+    for (int at = 0; at < devices->devices_len; ++at, xcb_str_next(&name))
+        if (std::string_view(xcb_str_name(name.data),
+                static_cast<std::size_t>(xcb_str_name_length(name.data))) == "Xvfb keyboard")
+            device = xcb_input_list_input_devices_devices(devices.get())[at].device_id;
+    if (device == 0) throw std::runtime_error("the display has no keyboard");
+    const XcbPointer<xcb_input_open_device_reply_t> opened{
+        xcb_input_open_device_reply(xcb, xcb_input_open_device(xcb, device), nullptr)};
+    pressed = static_cast<std::uint8_t>(
+        xcb_get_extension_data(xcb, &xcb_input_id)->first_event + XCB_INPUT_DEVICE_KEY_PRESS);
+}
 
 TestKeyboard::~TestKeyboard() {
     const auto held = down;
@@ -64,12 +82,12 @@ TestKeyboard::~TestKeyboard() {
 
 void TestKeyboard::press(xcb_keycode_t code) {
     down.push_back(code);
-    send(XCB_KEY_PRESS, code);
+    send(pressed, code);
 }
 
 void TestKeyboard::release(xcb_keycode_t code) {
     std::erase(down, code);
-    send(XCB_KEY_RELEASE, code);
+    send(static_cast<std::uint8_t>(pressed + 1), code);
 }
 
 void TestKeyboard::tap(xcb_keycode_t code) {
@@ -90,7 +108,7 @@ bool TestKeyboard::isDown(xcb_keycode_t code) {
 }
 
 void TestKeyboard::send(std::uint8_t action, xcb_keycode_t code) {
-    xcb_test_fake_input(xcb, action, code, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+    xcb_test_fake_input(xcb, action, code, XCB_CURRENT_TIME, XCB_NONE, 0, 0, device);
     settle(xcb);
 }
 

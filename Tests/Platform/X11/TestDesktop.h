@@ -39,7 +39,11 @@ void runFor(RunLoop& actor, Seconds time);
 /// its end.
 class TestKeyboard {
 public:
-    TestKeyboard();
+    enum class Device {
+        xtest, // as programs type
+        own    // the display's keyboard, as the user types: the server tells them apart
+    };
+    explicit TestKeyboard(Device device = Device::xtest);
     ~TestKeyboard();
     TestKeyboard(const TestKeyboard&) = delete;
     TestKeyboard& operator=(const TestKeyboard&) = delete;
@@ -52,10 +56,16 @@ public:
     void chord(std::initializer_list<xcb_keycode_t> codes);
 
     [[nodiscard]] bool isDown(xcb_keycode_t code);
+    /// Of its own device, for setxkbmap.
+    [[nodiscard]] int number() const { return device; }
 
 private:
     xcb_connection_t* xcb;
     std::vector<xcb_keycode_t> down;
+    std::uint8_t pressed = XCB_KEY_PRESS; // the extension's events for a device of its own
+    std::uint8_t device = 0;
+
+    void openOwnDevice();
 
     void send(std::uint8_t action, xcb_keycode_t code);
 };

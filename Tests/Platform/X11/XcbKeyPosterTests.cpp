@@ -9,6 +9,7 @@
 #include "PlatformX11/XcbKeyEventSource.h"
 #include "PlatformX11/XcbKeyPoster.h"
 #include "PlatformX11/XcbWorkspace.h"
+#include "Support/Process.h"
 #include "Support/TemporaryFolder.h"
 #include "TestDesktop.h"
 
@@ -156,6 +157,32 @@ TEST_F(XcbKeyPosterTest, altGrDoesNotJoin) {
     EXPECT_TRUE(poster->post(standard));
     EXPECT_EQ(window.typed(), "+108 -108 +37 +55 -55 -37");
     EXPECT_EQ(window.keys()[3].state, XCB_MOD_MASK_CONTROL);
+}
+
+/// The layout of the user's keyboard need not be that of the one on which programs type,
+/// and the display has that of the one that typed last.
+TEST_F(XcbKeyPosterTest, typesInTheLayoutOfItsOwnKeyboard) {
+    TestKeyboard users(TestKeyboard::Device::own);
+    const TestLayout reset("us");
+    ASSERT_EQ(
+        Process::run(
+            {"/usr/bin/setxkbmap", "-device", std::to_string(users.number()), "us(dvorak)"}, {})
+            .exitCode,
+        0);
+    TestWindow window;
+    ASSERT_TRUE(eventually([&] { return window.hasFocus(); }));
+    for (int turn = 0; turn < 2; ++turn) {
+        users.tap(key::a);
+        users.press(key::leftAlt);
+        const auto before = window.typed().size() + 1;
+        EXPECT_TRUE(poster->post(standard));
+        EXPECT_EQ(window.typed().substr(before), "-64 +37 +55 -55 -37");
+        EXPECT_EQ(window.keys().back().state, XCB_MOD_MASK_CONTROL);
+        users.release(key::leftAlt);
+        EXPECT_FALSE(users.isDown(key::leftAlt));
+    }
+    users.tap(key::a);
+    EXPECT_EQ(window.keys().back().state, 0) << "no modifier is left down";
 }
 
 /// The text arrives in real programs.
