@@ -268,6 +268,15 @@ void TestLayout::lockGroup(unsigned group) {
     xcb_disconnect(xcb);
 }
 
+void TestLayout::lockModifiers(unsigned modifiers) {
+    auto* xcb = xcb_connect(nullptr, nullptr);
+    static_cast<void>(XcbKeyboardEvents::select(xcb));
+    xcb_xkb_latch_lock_state(
+        xcb, XCB_XKB_ID_USE_CORE_KBD, 0xff, static_cast<std::uint8_t>(modifiers), 0, 0, 0, 0, 0);
+    settle(xcb);
+    xcb_disconnect(xcb);
+}
+
 std::vector<xcb_window_t> managedWindows() {
     const auto loop = XcbLoop::connect(quietLog(), "test");
     const XcbPointer<xcb_get_property_reply_t> list{xcb_get_property_reply(loop->connection(),

@@ -139,6 +139,8 @@ public:
 
     /// The second of two layouts, for instance.
     static void lockGroup(unsigned group);
+    /// Those and no others.
+    static void lockModifiers(unsigned modifiers);
 };
 
 /// As the window manager says.

@@ -120,6 +120,55 @@ TEST(XcbBareServerTest, inFrontIsWhoHasTheKeyboard) {
     EXPECT_TRUE(adapters.workspace->isThisApplication(*front));
 }
 
+/// A window manager may call a window active that has not got the keyboard. Here the test
+/// is the window manager.
+TEST(XcbBareServerTest, theKeyboardDecidesNotTheWindowManager) {
+    Adapters adapters;
+    const auto manager = XcbLoop::connect(adapters.log, "manager");
+    auto* xcb = manager->connection();
+    const auto set = [&](xcb_window_t window, const char* name, xcb_atom_t type,
+                         std::uint32_t value) {
+        xcb_change_property(
+            xcb, XCB_PROP_MODE_REPLACE, window, manager->atom(name), type, 32, 1, &value);
+    };
+    const TestWindow active;
+    const TestWindow other;
+    const TestWindow unmanaged;
+    const auto child = xcb_generate_id(xcb);
+    xcb_create_window(xcb, XCB_COPY_FROM_PARENT, child, active.id(), 0, 0, 10, 10, 0,
+        XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+    xcb_map_window(xcb, child);
+    set(active.id(), "WM_STATE", manager->atom("WM_STATE"), 1);
+    set(other.id(), "WM_STATE", manager->atom("WM_STATE"), 1);
+    set(manager->root(), "_NET_SUPPORTING_WM_CHECK", XCB_ATOM_WINDOW, other.id());
+    set(manager->root(), "_NET_ACTIVE_WINDOW", XCB_ATOM_WINDOW, active.id());
+    const struct {
+        const char* why;
+        xcb_window_t focus;
+        xcb_window_t expected; // 0: none
+    } cases[] = {
+        {"the active one", active.id(), active.id()},
+        {"a child of it", child, active.id()},
+        {"another application", other.id(), other.id()},
+        {"a window of no application", unmanaged.id(), 0},
+        {"nobody", XCB_NONE, 0},
+        {"whoever is under the pointer", XCB_INPUT_FOCUS_POINTER_ROOT, 0},
+    };
+    for (const auto& c : cases) {
+        xcb_set_input_focus(xcb, XCB_INPUT_FOCUS_NONE, c.focus, XCB_CURRENT_TIME);
+        const XcbPointer<xcb_get_input_focus_reply_t> done{
+            xcb_get_input_focus_reply(xcb, xcb_get_input_focus(xcb), nullptr)};
+        const auto front = adapters.workspace->frontmostApplication();
+        EXPECT_EQ(front ? front->window : 0, c.expected) << c.why;
+    }
+    // The next test is without a window manager again.
+    for (const auto* name : {"_NET_SUPPORTING_WM_CHECK", "_NET_ACTIVE_WINDOW"})
+        xcb_delete_property(xcb, manager->root(), manager->atom(name));
+    xcb_set_input_focus(xcb, XCB_INPUT_FOCUS_NONE, XCB_NONE, XCB_CURRENT_TIME);
+    const XcbPointer<xcb_get_input_focus_reply_t> done{
+        xcb_get_input_focus_reply(xcb, xcb_get_input_focus(xcb), nullptr)};
+}
+
 /// For sessions that begin in another layout.
 TEST(XcbSessionLayoutTest, theLayoutIsKnownFromTheStart) {
     if (layouts == "us,ru") TestLayout::lockGroup(1);

@@ -129,6 +129,13 @@ TEST_F(XcbKeyEventSourceTest, tellsOfModifiersAndOtherKeys) {
     for (const auto& c : cases) EXPECT_EQ(type(c.steps), c.expected) << c.why;
 }
 
+TEST_F(XcbKeyEventSourceTest, lockedModifiersAreNotHeld) {
+    TestLayout::lockModifiers(XCB_MOD_MASK_SHIFT | XCB_MOD_MASK_1);
+    EXPECT_EQ(type({64, -64}), "o -");
+    TestLayout::lockModifiers(0);
+    EXPECT_EQ(type({64, -64}), "o -");
+}
+
 TEST_F(XcbKeyEventSourceTest, aHeldKeyComesOnce) {
     TestWindow window;
     ASSERT_TRUE(eventually([&] { return window.hasFocus(); }));
