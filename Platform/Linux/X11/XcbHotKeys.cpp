@@ -231,7 +231,7 @@ public:
         return {events.keymap(), state ? state->group : std::uint8_t{0}};
     }
 
-    void start(MainActor& actor, std::weak_ptr<Grabs> grabs) {
+    void start(MainActor& actor, const std::weak_ptr<Grabs>& grabs) {
         loop.start([this, &actor, grabs](const xcb_generic_event_t& event) {
             const auto* state = events.take(event);
             if (state != nullptr || events.isKeymapOld()) follow(actor, grabs);

@@ -244,7 +244,7 @@ TEST_F(XcbKeyEventSourceTest, masksAltAloneAndNothingElse) {
     int expected = 0;
     for (const auto& c : cases) {
         type(c.before);
-        EXPECT_EQ(type(c.alt).find("k"), std::string::npos) << c.why;
+        EXPECT_EQ(type(c.alt).find('k'), std::string::npos) << c.why;
         expected += c.expected;
         EXPECT_TRUE(eventually([&] { return masks() >= expected; })) << c.why;
         type(c.alt == std::vector{133} ? std::vector{-133} : std::vector<int>{});
