@@ -89,6 +89,9 @@ TEST(XcbFaultTest, allFailQuietlyOnceTheServerHasGone) {
         KeyEventSource::Interest::both, [](const KeyEvent&) {});
     held->reset();
     monitor.reset();
+    adapters.source.reset(); // who wrote the line
+    adapters.hotKeys.reset();
+    adapters.workspace.reset();
     EXPECT_TRUE(adapters.log.has(LogLevel::error, "has gone"));
 }
 
