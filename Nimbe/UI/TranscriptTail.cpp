@@ -61,9 +61,9 @@ QString longestFitting(
 QString transcriptTail(const QString& text, const QFont& font, qreal width, int lines) {
     const QString whole = text.simplified();
     const bool isCut = whole.size() > mostUnits;
-    const QString end = isCut ? whole.right(mostUnits) : whole;
+    QString end = isCut ? whole.right(mostUnits) : whole;
     if (!isCut && lineCount(end, font, width) <= lines) return end;
-    const QString byWords =
+    QString byWords =
         longestFitting(end, cuts(end, QTextBoundaryFinder::Word), font, width, lines);
     // The last word alone says little when it is one that fills the lines.
     if (byWords.size() > 12) return byWords;
