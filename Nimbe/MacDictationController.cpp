@@ -211,6 +211,8 @@ Task<std::string> MacDictationController::spokenText(Weak weakSelf) {
     self->platform.whenReady([ready] { ready.complete(true); });
     const Token deadline = actor.schedule(modelPatience, [ready] { ready.complete(false); });
     self.reset();
+    auto closing = engine.closeMicrophone();
+    co_await closing;
     co_await ready;
     if (weakSelf.expired()) co_return {};
     auto stopping = engine.stop();

@@ -491,6 +491,7 @@ TEST_F(MacDictationControllerTest, aModelThatIsStillLoadingIsWaitedFor) {
     keyDown();
     actor.advance(1);
     keyUp();
+    EXPECT_EQ(input.tap, nullptr) << "it listens on after the key was let go";
     actor.advance(30);
     EXPECT_EQ(phase(), Kind::finalizing);
     EXPECT_EQ(recogniser.finishes, 0);

@@ -32,6 +32,7 @@ Task<void> DictationEngine::start(std::string localeID) {
     finalizedText.clear();
     finals.clear();
     resultsFinished = false;
+    isMicrophoneClosed = false;
     Completion<bool> ending(actor);
     startEnded = ending;
     startingTask = startTask(actor, begin(std::move(localeID), ++startCount));
@@ -174,13 +175,19 @@ Task<std::string> DictationEngine::stop() {
     co_return co_await ending;
 }
 
-Task<void> DictationEngine::finish() {
-    // The end of the last word is handed over before the recogniser hears that there
-    // is no more.
+Task<void> DictationEngine::closeMicrophone() {
+    if (!_isRunning.get() || startEnded || std::exchange(isMicrophoneClosed, true)) co_return;
     times.called = actor.now();
     auto closing = capture.stop();
     co_await closing;
     times.drained = actor.now();
+}
+
+Task<void> DictationEngine::finish() {
+    // The end of the last word is handed over before the recogniser hears that there
+    // is no more.
+    auto closing = closeMicrophone();
+    co_await closing;
     engine.finish();
     auto finishing = withDeadline(actor, longestFinish, ended(*resultsEnded));
     (void)co_await finishing;

@@ -40,6 +40,10 @@ public:
     /// its end is given up.
     [[nodiscard]] Task<std::string> stop();
 
+    /// Ahead of stop(), for who has to wait before that: nothing said from here on is
+    /// heard. Does nothing unless a session runs that has started.
+    [[nodiscard]] Task<void> closeMicrophone();
+
     /// Ends the session and forgets what was said.
     void cancel();
 
@@ -72,6 +76,7 @@ private:
     TaskHandle startingTask;
     std::optional<Completion<bool>> startEnded; // while a start is under way
     int startCount = 0;                         // a later start makes this one stale
+    bool isMicrophoneClosed = false;
     TaskHandle stoppingTask;
     std::optional<Completion<std::string>> stopEnded; // while a stop is under way
     TaskHandle resultsTask;
