@@ -8,7 +8,7 @@
 
 namespace nimbe {
 
-/// Keeps the lines. Any thread writes; the test reads when they have ended.
+/// Keeps the lines. Any thread, but `lines` is for when those that write have ended.
 class FakeLogSink final : public LogSink {
 public:
     struct Line {
@@ -24,6 +24,7 @@ public:
     }
 
     [[nodiscard]] bool has(LogLevel level, std::string_view part) const {
+        const std::lock_guard lock(mutex);
         for (const auto& line : lines)
             if (line.level == level && line.text.find(part) != line.text.npos) return true;
         return false;
@@ -31,13 +32,14 @@ public:
 
     /// For the message of a failed expectation.
     [[nodiscard]] std::string all() const {
+        const std::lock_guard lock(mutex);
         std::string text;
         for (const auto& line : lines) text += line.text + "\n";
         return text;
     }
 
 private:
-    std::mutex mutex;
+    mutable std::mutex mutex;
 };
 
 } // namespace nimbe
