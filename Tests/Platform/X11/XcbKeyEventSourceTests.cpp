@@ -264,6 +264,34 @@ TEST_F(XcbKeyEventSourceTest, masksAltAloneAndNothingElse) {
     EXPECT_EQ(masks(), expected) << "nobody monitors flags";
 }
 
+/// The tap comes from another keyboard than Alt, with a keymap of its own, which then is
+/// the display's until the user's next key.
+TEST_F(XcbKeyEventSourceTest, masksTheAltOfTheUsersOwnKeyboard) {
+    TestKeyboard users(TestKeyboard::Device::own);
+    TestWindow window;
+    ASSERT_TRUE(eventually([&] { return window.hasFocus(); }));
+    const TestLayout reset("us");
+    for (const auto* layout : {"us", "de", "ru"}) {
+        ASSERT_EQ(Process::run(
+                      {"/usr/bin/setxkbmap", "-device", std::to_string(users.number()), layout}, {})
+                      .exitCode,
+            0);
+        for (int turn = 0; turn < 3; ++turn) {
+            users.tap(key::a);
+            const auto before = window.keys().size();
+            users.press(key::leftAlt);
+            ASSERT_TRUE(eventually([&] { return window.keys().size() >= before + 3; }));
+            users.release(key::leftAlt);
+            const auto& got = window.keys();
+            ASSERT_EQ(got.size(), before + 4) << layout << ": " << window.typed();
+            EXPECT_GT(got[before + 1].code, 200);
+            EXPECT_EQ(got[before + 1].state & 0xff, XCB_MOD_MASK_1);
+            EXPECT_EQ(got[before + 3].code, key::leftAlt);
+            EXPECT_EQ(marked(1), "k o -") << layout;
+        }
+    }
+}
+
 /// Somebody else gives the key of the mask a meaning.
 TEST_F(XcbKeyEventSourceTest, findsAnotherKeyForTheMask) {
     TestWindow window;
