@@ -51,6 +51,8 @@ struct DesktopDictation : testing::Test, DesktopScene {
     }
 };
 
+struct DesktopWithoutXtest : DesktopDictation {};
+
 } // namespace
 
 TEST_F(DesktopDictation, reachesEveryKindOfWindow) {
@@ -134,6 +136,21 @@ TEST_F(DesktopDictation, withoutAWindowTheTextIsOnTheClipboard) {
     ASSERT_EQ(history().size(), 1U);
     EXPECT_EQ(
         Process::run({"/usr/bin/xclip", "-selection", "clipboard", "-o"}, "").output, history()[0]);
+}
+
+// In a session without XTEST: nobody can press keys there, the verbs can.
+TEST_F(DesktopWithoutXtest, theTextIsOnTheClipboard) {
+    ASSERT_TRUE(startApp()) << app->output();
+    (void)verb({"start"});
+    ASSERT_TRUE(waitForPhase("recording"));
+    say(phrases[0].file);
+    (void)verb({"stop"});
+    ASSERT_TRUE(waitForMessage("Copied to clipboard")) << message();
+    ASSERT_EQ(history().size(), 1U);
+    EXPECT_EQ(
+        Process::run({"/usr/bin/xclip", "-selection", "clipboard", "-o"}, "").output, history()[0]);
+    EXPECT_NE(app->output().find("Accessibility not granted"), std::string::npos);
+    EXPECT_EQ(endApp(), 0);
 }
 
 TEST_F(DesktopDictation, aMicrophoneThatIsUnpluggedMidway) {

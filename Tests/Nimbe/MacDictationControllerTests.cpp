@@ -314,7 +314,7 @@ TEST_F(MacDictationControllerTest, whatEndsInAMessage) {
         const char* why;
         std::function<void(Scene&)> given;
         Kind phase;
-        const char* message;
+        std::string message;
         std::optional<std::string> note;
         std::size_t savedCount;
     };
@@ -328,6 +328,12 @@ TEST_F(MacDictationControllerTest, whatEndsInAMessage) {
             "Nimbe could not open the selected microphone. Choose another microphone in "
             "Settings.",
             {}, 0},
+        {"no recogniser",
+            [](auto& s) {
+                s.recogniser.error = DictationError{DictationError::Kind::noCompatibleAudioFormat};
+            },
+            Kind::unavailable,
+            DictationError{DictationError::Kind::noCompatibleAudioFormat}.message(), {}, 0},
         {"the target is gone", [](auto& s) { s.workspace.activationDelay = std::nullopt; },
             Kind::done, "Copied to clipboard", "Editor didn't come forward.", 1},
         {"not trusted", [](auto& s) { s.trust.trusted = false; }, Kind::done, "Copied to clipboard",
@@ -361,6 +367,7 @@ TEST_F(MacDictationControllerTest, whatEndsInAMessage) {
         // And nothing is stuck.
         c.given(scene);
         scene.input.failing.reset();
+        scene.recogniser.error.reset();
         scene.words = "again";
         scene.keyDown();
         EXPECT_EQ(scene.phase(), Kind::recording) << c.why;
@@ -404,6 +411,22 @@ TEST_F(MacDictationControllerTest, aMicrophoneThatGoesAwayBeforeAWordWasSaid) {
     actor.advance(0.1);
     EXPECT_EQ(phase(), Kind::unavailable);
     EXPECT_EQ(message(), nimbe::message(MacAudioInputError::selectedInputUnavailable));
+}
+
+TEST_F(MacDictationControllerTest, aRecogniserThatFailsMidwayEndsWithWhatItHad) {
+    startWithChord();
+    keyDown();
+    recogniser.hear("First words.", true);
+    actor.runPosted();
+    recogniser.onFinish = [] {
+    };
+    recogniser.results->yield(failure(std::string("The recogniser has failed.")));
+    actor.advance(0.1);
+    EXPECT_EQ(landed, std::vector<std::string>{"First words."});
+    EXPECT_EQ(hud.result->note, "The recogniser has failed.");
+    keyUp();
+    actor.advance(10);
+    EXPECT_EQ(phase(), Kind::idle);
 }
 
 TEST_F(MacDictationControllerTest, onlyPastedTextMakesASound) {
