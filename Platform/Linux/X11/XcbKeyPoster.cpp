@@ -49,7 +49,7 @@ bool XcbKeyPoster::post(PasteChord chord) {
         log.error("x11: the keyboard has no keys to paste with");
         return false;
     }
-    lift(*down, *keymap, found->key.code);
+    lift(*down);
     if (found->key.group != state->group) lockGroup(found->key.group);
     type(*found);
     if (found->key.group != state->group) lockGroup(state->lockedGroup);
@@ -73,14 +73,13 @@ std::optional<XcbKeyPoster::Stroke> XcbKeyPoster::stroke(
     return std::nullopt;
 }
 
-/// Modifiers would join the chord; and a key that is down cannot go down.
-void XcbKeyPoster::lift(
-    const xcb_query_keymap_reply_t& down, const XcbKeymap& keymap, xcb_keycode_t key) {
-    for (unsigned code = 0; code < 256; ++code) {
-        const bool isDown = (down.keys[code / 8] & (1U << (code % 8))) != 0;
-        const auto held = static_cast<xcb_keycode_t>(code);
-        if (isDown && (held == key || keymap.isModifier(held))) fake(XCB_KEY_RELEASE, held);
-    }
+/// Modifiers would join the chord; a key that is down cannot go down; and as long as the
+/// key of a grabbed chord is down, all keys go to whoever has grabbed it: this program's own
+/// shortcut, as when a dictation ends with its press, or the desktop's.
+void XcbKeyPoster::lift(const xcb_query_keymap_reply_t& down) {
+    for (unsigned code = 0; code < 256; ++code)
+        if ((down.keys[code / 8] & (1U << (code % 8))) != 0)
+            fake(XCB_KEY_RELEASE, static_cast<xcb_keycode_t>(code));
 }
 
 void XcbKeyPoster::type(const Stroke& stroke) {

@@ -13,7 +13,7 @@
 namespace nimbe {
 
 /// Types chords by the XTEST extension, as if on a keyboard. Locks stay as they are.
-/// Modifiers that it lifted stay up until they are pressed again: whether the user still
+/// All keys go up before, and stay up until they are pressed again: whether the user still
 /// holds them by then nobody tells, and a modifier that stays down for ever is worse.
 ///
 /// Trusted where the server has the extension, for as long as it is there.
@@ -45,7 +45,7 @@ private:
     [[nodiscard]] bool keepUp() const;
     [[nodiscard]] static std::optional<Stroke> stroke(
         PasteChord chord, const XcbKeymap& keymap, std::uint8_t group);
-    void lift(const xcb_query_keymap_reply_t& down, const XcbKeymap& keymap, xcb_keycode_t key);
+    void lift(const xcb_query_keymap_reply_t& down);
     void type(const Stroke& stroke);
     void fake(std::uint8_t action, xcb_keycode_t key);
     void lockGroup(std::uint8_t group);

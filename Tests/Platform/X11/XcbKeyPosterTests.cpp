@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "Fakes/FakeLogSink.h"
+#include "PlatformX11/XcbHotKeys.h"
 #include "PlatformX11/XcbKeyEventSource.h"
 #include "PlatformX11/XcbKeyPoster.h"
 #include "PlatformX11/XcbWorkspace.h"
@@ -31,12 +32,19 @@ public:
         : actor(actor), file((folder.path / "text.txt").string()), program(command(name, file)),
           workspace(XcbWorkspace::connect(actor, log)) {}
 
-    /// Types until the file shows it.
+    /// Types "a" until the file shows it: what comes too early is lost.
     [[nodiscard]] bool isReady(TestKeyboard& keyboard) {
         return eventually(actor, [&] {
             const auto front = workspace->frontmostApplication();
             return front && front->pid == program.pid();
-        }) && saves(keyboard, key::a, "a");
+        }) && eventually(actor, [&] {
+            keyboard.chord({key::control, key::a}); // in place of an earlier one
+            keyboard.tap(key::a);
+            runFor(actor, 0.05);
+            keyboard.chord({key::control, key::s});
+            return eventually(
+                actor, [&] { return text() == "a"; }, 1);
+        });
     }
     /// Types a key, saves, and waits until the file has that text.
     [[nodiscard]] bool saves(TestKeyboard& keyboard, xcb_keycode_t last, const std::string& text) {
@@ -146,7 +154,7 @@ TEST_F(XcbKeyPosterTest, heldModifiersDoNotJoin) {
     keyboard.tap(key::capsLock);
     keyboard.press(key::a);
     EXPECT_TRUE(poster->post(standard));
-    EXPECT_TRUE(keyboard.isDown(key::a)) << "a key of no modifier stays";
+    EXPECT_FALSE(keyboard.isDown(key::a)) << "another key";
 }
 
 TEST_F(XcbKeyPosterTest, altGrDoesNotJoin) {
@@ -157,6 +165,36 @@ TEST_F(XcbKeyPosterTest, altGrDoesNotJoin) {
     EXPECT_TRUE(poster->post(standard));
     EXPECT_EQ(window.typed(), "+108 -108 +37 +55 -55 -37");
     EXPECT_EQ(window.keys()[3].state, XCB_MOD_MASK_CONTROL);
+}
+
+/// Whoever has a chord grabbed gets all keys until its key is let go: what is dictated would
+/// go to the program whose chord has ended the dictation.
+TEST_F(XcbKeyPosterTest, aChordThatIsStillHeldDoesNotSwallowIt) {
+    RunLoop actor;
+    TestWindow window;
+    ASSERT_TRUE(eventually([&] { return window.hasFocus(); }));
+    auto hotKeys = XcbHotKeys::connect(actor, log);
+    std::string calls;
+    const auto token =
+        hotKeys->registerHotKey({.control = true, .key = "d"}, {[&] { calls += 'd'; },
+                                                                   [&] {
+                                                                       calls += 'u';
+                                                                   }});
+    ASSERT_TRUE(token);
+    for (const auto device : {TestKeyboard::Device::own, TestKeyboard::Device::xtest}) {
+        TestKeyboard users(device);
+        users.press(key::control);
+        users.press(key::d);
+        ASSERT_TRUE(eventually(actor, [&] { return calls == "d"; }));
+        EXPECT_TRUE(poster->post(standard));
+        EXPECT_TRUE(window.typed().ends_with("+37 +55 -55 -37")) << window.typed();
+        EXPECT_TRUE(eventually(actor, [&] { return calls == "du"; })) << calls;
+        users.release(key::d);
+        users.release(key::control);
+        users.chord({key::control, key::d});
+        EXPECT_TRUE(eventually(actor, [&] { return calls == "dudu"; })) << calls;
+        calls.clear();
+    }
 }
 
 /// The layout of the user's keyboard need not be that of the one on which programs type,
