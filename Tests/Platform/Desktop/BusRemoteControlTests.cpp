@@ -156,7 +156,7 @@ TEST_F(BusRemoteControlTest, aBlockedMainThreadIsBusyAndDoesNothingLate) {
         const auto ran = gdbus({"com.nimbehq.Nimbe1.Toggle"}); // while this thread waits
         EXPECT_EQ(ran.exitCode, 1);
         EXPECT_NE(ran.error.find("com.nimbehq.Nimbe1.Error.Busy"), std::string::npos) << ran.error;
-        EXPECT_LT(since(begin), 2);
+        EXPECT_LT(since(begin), 10);
         BusRemoteClient client;
         const auto answer = client.ask(Command::toggle);
         ASSERT_FALSE(answer);
@@ -189,7 +189,7 @@ TEST_F(BusRemoteControlTest, withoutHandlersCallersAreNotKept) {
     const auto answer = whileServing([&] { return client.ask(Command::start); });
     ASSERT_FALSE(answer);
     EXPECT_EQ(answer.error().kind, Kind::noAnswer);
-    EXPECT_LT(since(begin), 2);
+    EXPECT_LT(since(begin), 10);
     control->serve(handlers());
     EXPECT_EQ(whileServing([&] { return client.ask(Command::cancel); }).value(), false);
     EXPECT_EQ(done, std::vector<std::string>{"cancel"});
@@ -281,13 +281,13 @@ TEST_F(BusRemoteControlTest, aBusThatHangsIsNone) {
     const HungBus bus;
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(control->takeName(), Name::noBus);
-    EXPECT_LT(since(begin), 2.5);
+    EXPECT_LT(since(begin), 10);
     control->statusChanged();
     BusRemoteClient client;
     const auto answer = client.activate();
     ASSERT_FALSE(answer);
     EXPECT_EQ(answer.error().kind, Kind::noBus);
-    EXPECT_LT(since(begin), 5);
+    EXPECT_LT(since(begin), 20);
 }
 
 TEST(BusRemoteClient, tellsApartWhyThereIsNoAnswer) {
@@ -328,14 +328,15 @@ TEST(BusRemoteClient, tellsApartWhyThereIsNoAnswer) {
     silences[0].get_future().get();
     EXPECT_EQ(asking.get(), Kind::noAnswer);
     EXPECT_GT(since(begin), 1.5);
-    EXPECT_LT(since(begin), 2.5);
+    EXPECT_LT(since(begin), 10) << "the bus library itself waits for 25 s";
 
     silence = 1;
     asking = std::async(std::launch::async, kind);
     silences[1].get_future().get();
+    const auto vanished = std::chrono::steady_clock::now();
     service.vanish();
     EXPECT_EQ(asking.get(), Kind::noAnswer) << "it ended in the middle of the call";
-    EXPECT_LT(since(begin), 3.5) << "and nobody waits for it";
+    EXPECT_LT(since(vanished), 1.5) << "and nobody waits for it";
 }
 
 } // namespace nimbe
