@@ -107,6 +107,7 @@ Task<AXInserter::Inserted> AXInserter::insert(
         auto writingSelection = platform.selection.write(std::move(contents));
         selectionChange = co_await writingSelection;
     }
+    const int earlierReads = platform.pasteboard.timesRead(*change);
     // The clipboard may have taken its time, and the user gone elsewhere: never paste there.
     if (!target || !isFrontmost(*target) || !postCommandV(rule)) {
         log.info("insert: no target / Cmd-V not posted -> left on clipboard");
@@ -115,7 +116,7 @@ Task<AXInserter::Inserted> AXInserter::insert(
     times.posted = platform.actor.now();
     log.info("insert: pasted via Cmd-V into pid=%d len=%zu", target->pid.value_or(-1),
         text::characterCount(text));
-    replaced = Replaced{std::move(before), *change, selectionChange};
+    replaced = Replaced{std::move(before), *change, selectionChange, earlierReads};
     restoring = startTask(platform.actor, restoreLater());
     co_return Inserted::pasted;
 }
@@ -135,7 +136,7 @@ Task<void> AXInserter::restoreLater() {
 Task<void> AXInserter::settle() {
     restoring.reset();
     // The application that was told to paste must have had the time for it.
-    while (replaced && platform.pasteboard.timesRead(replaced->change) == 0 &&
+    while (replaced && platform.pasteboard.timesRead(replaced->change) <= replaced->earlierReads &&
            platform.actor.now() < times.posted + restoreDelay)
         co_await sleep(platform.actor, activationInterval);
     auto putting = restorePasteboard();

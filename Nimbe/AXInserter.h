@@ -88,6 +88,7 @@ private:
         Snapshot before;
         Pasteboard::Change change = 0;
         std::optional<Pasteboard::Change> selectionChange = {};
+        int earlierReads = 0; // before the paste chord: a clipboard manager's
     };
 
     Platform platform;

@@ -23,6 +23,7 @@ public:
     std::vector<std::string> steps;
     std::vector<PasteboardContents> written; // by this program, in order
     std::function<void(Step)> before;        // runs first in each step
+    std::function<void()> onTaken;           // another program is told of this one's contents
 
     /// Another program copies something.
     void writeFromElsewhere(PasteboardContents other) {
@@ -84,6 +85,7 @@ private:
         written.push_back(own);
         contents = std::move(own);
         newest = ++last;
+        if (onTaken) onTaken();
         return newest;
     }
 };

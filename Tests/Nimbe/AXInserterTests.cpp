@@ -253,6 +253,21 @@ TEST_F(AXInserterTest, settlesBeforeTheProgramEnds) {
     EXPECT_EQ(pasteboard.contents, previous) << "it never came";
 }
 
+TEST_F(AXInserterTest, aClipboardManagerThatFetchesTheTextIsNotThePaste) {
+    workspace.front = editor;
+    pasteboard.onTaken = [this] {
+        (void)pasteboard.paste();
+    };
+    keys.onPost = {};
+    begin("words", editor);
+    delivering = startTask(actor, inserter.settle());
+    actor.advance(0.3);
+    EXPECT_NE(pasteboard.contents, previous) << "the application still has to fetch it";
+    EXPECT_EQ(clipboardText(), "words");
+    actor.advance(0.05);
+    EXPECT_EQ(pasteboard.contents, previous);
+}
+
 TEST_F(AXInserterTest, terminalsPasteInTheirOwnWay) {
     struct Case {
         const char* why;
