@@ -9,6 +9,14 @@
 #include "NimbeEngine/Text/TranscriptOutcome.h"
 
 namespace nimbe {
+namespace {
+
+template <typename T>
+Task<T> result(Completion<T> completion) {
+    co_return co_await completion;
+}
+
+} // namespace
 
 std::shared_ptr<MacDictationController> MacDictationController::create(Platform platform) {
     return std::shared_ptr<MacDictationController>(new MacDictationController(std::move(platform)));
@@ -236,15 +244,21 @@ Task<void> MacDictationController::finishRun(Weak weakSelf, std::int64_t generat
         self->setUnavailable(problem.value_or(std::string(nothingSaid)));
         co_return;
     }
-    const Seconds textReady = self->platform.actor.now();
-    self->_notice.set(self->save(*present));
-    const Seconds saved = self->platform.actor.now();
-    auto delivering = deliver(weakSelf, *present);
+    auto& actor = self->platform.actor;
+    const Seconds textReady = actor.now();
+    const auto saving = self->save(*present);
     self.reset();
+    auto savingFirst = withDeadline(actor, savePatience, result(saving));
+    (void)co_await savingFirst;
+    const Seconds saved = actor.now();
+    auto delivering = deliver(weakSelf, *present);
     const auto delivered = co_await delivering;
+    auto savingThen = withDeadline(actor, savedPatience, result(saving));
+    const auto notice = co_await savingThen;
 
     self = weakSelf.lock();
     if (!self) co_return;
+    self->_notice.set(notice.value_or("Not saved in your history yet."));
     self->_lastInsert.set(delivered);
     auto outcomes = self->_outcomes.get();
     ++outcomes[delivered];
@@ -265,7 +279,6 @@ Task<void> MacDictationController::finishRun(Weak weakSelf, std::int64_t generat
         milliseconds(saved, insert.activated), milliseconds(insert.activated, insert.posted));
     self->finishing = false;
     self->showOutcome(delivered);
-    auto& actor = self->platform.actor;
     self->tasks.start(reset(weakSelf, actor, generation));
 }
 
@@ -281,14 +294,25 @@ Task<std::string> MacDictationController::deliver(Weak weakSelf, std::string tex
     co_return co_await delivering;
 }
 
-/// Why it was not saved; absent: it was.
-std::optional<std::string> MacDictationController::save(const std::string& text) {
-    auto& history = platform.history;
-    const auto entry = history.append(text, _mode.get(), Date::now());
-    const auto problem = history.problem();
-    platform.onSaved(entry);
-    if (!problem || problem->isPartial()) return std::nullopt;
-    return "Not saved in your history. " + std::string(problem->sentence);
+/// In the background: whoever waits for the disk or the keyring sees no keys meanwhile.
+Completion<MacDictationController::Notice> MacDictationController::save(const std::string& text) {
+    const Completion<Notice> saving(platform.actor);
+    const auto told = [weak = weak_from_this(), saving](
+                          const DictationEntry& entry, Notice notice) {
+        if (const auto self = weak.lock()) self->platform.onSaved(entry);
+        saving.complete(std::move(notice));
+    };
+    const auto append = [&actor = platform.actor, &history = platform.history, text,
+                            mode = _mode.get(), now = Date::now(), told] {
+        const auto entry = history.append(text, mode, now);
+        const auto problem = history.problem();
+        Notice notice;
+        if (problem && !problem->isPartial())
+            notice = "Not saved in your history. " + std::string(problem->sentence);
+        actor.post([told, entry, notice] { told(entry, notice); });
+    };
+    platform.inBackground(append);
+    return saving;
 }
 
 void MacDictationController::showOutcome(const std::string& outcome) {

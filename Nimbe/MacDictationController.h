@@ -62,6 +62,11 @@ public:
         std::function<bool(const std::string&)> ownField = [](const std::string&) {
             return false;
         };
+        /// Runs each job that it is given off the main thread, one after the other.
+        std::function<void(std::function<void()>)> inBackground =
+            [](const std::function<void()>& job) {
+                job();
+            };
         /// What was dictated has been added to the history.
         std::function<void(const DictationEntry&)> onSaved = [](const DictationEntry&) {
         };
@@ -78,6 +83,10 @@ public:
     static constexpr Seconds problemDuration = 4;
     /// For a model that is being loaded when a dictation ends.
     static constexpr Seconds modelPatience = 60;
+    /// For the history, whose disk or keyring may not answer: before the text is delivered
+    /// all the same, and after that until it is told that it is not saved yet.
+    static constexpr Seconds savePatience = 0.3;
+    static constexpr Seconds savedPatience = 1;
 
     static constexpr std::string_view nothingSaid =
         "No speech detected. Nimbe dictates in English for now. Try again.";
@@ -140,7 +149,9 @@ private:
     void microphoneFailed();
     void setUnavailable(std::string message);
     void showOutcome(const std::string& outcome);
-    [[nodiscard]] std::optional<std::string> save(const std::string& text);
+    /// Absent: it was saved; else why not.
+    using Notice = std::optional<std::string>;
+    [[nodiscard]] Completion<Notice> save(const std::string& text);
     [[nodiscard]] static Task<std::string> deliver(Weak weakSelf, std::string text);
     [[nodiscard]] static Task<void> startRun(Weak weakSelf, std::int64_t generation);
     [[nodiscard]] static Task<void> finishLater(Weak weakSelf, MainActor& actor, Seconds delay);

@@ -4,7 +4,6 @@
 #include <QtWidgets/QApplication>
 #include <cstdlib>
 #include <iostream>
-#include <thread>
 
 #include "NimbeApp/AppSettings.h"
 #include "NimbeApp/CrashSentinelController.h"
@@ -40,6 +39,7 @@
 #include "PlatformX11/XcbLoop.h"
 #include "PlatformX11/XcbPasteboard.h"
 #include "PlatformX11/XcbWorkspace.h"
+#include "SerialThread.h"
 
 namespace nimbe {
 namespace {
@@ -147,7 +147,7 @@ public:
         isHidden = options.hidden;
         hearing.preload();
         // The history's first reading asks the keyring, which may take its time.
-        warmUp = std::thread([this] { (void)history.history.entries(); });
+        background.post([this] { (void)history.history.entries(); });
         controller->start();
         phases = controller->_phase.observe([this](const auto&) { remote.statusChanged(); });
         remote.serve(
@@ -166,9 +166,7 @@ public:
         delegate.terminate(*controller, inserter, [] { QCoreApplication::quit(); });
     }
 
-    ~DesktopApp() {
-        if (warmUp.joinable()) warmUp.join();
-    }
+    ~DesktopApp() = default;
     DesktopApp(const DesktopApp&) = delete;
     DesktopApp& operator=(const DesktopApp&) = delete;
 
@@ -179,6 +177,7 @@ private:
     CrashSentinelController& sentinel;
     MacAppDelegate delegate;
     HistoryGround history;
+    SerialThread background; // uses the history
     Hearing hearing;
     KeyboardShortcuts shortcuts;
     AXInserter inserter;
@@ -197,7 +196,6 @@ private:
     DesktopUI ui;
     Token unlocking;
     Token phases;
-    std::thread warmUp;
     bool isHidden = false;
 
     [[nodiscard]] MacDictationController::Platform dictationPlatform(Display& display) {
@@ -210,13 +208,16 @@ private:
         const auto ownField = [this](const std::string& text) {
             return ui.take(text);
         };
+        const auto inBackground = [this](std::function<void()> job) {
+            background.post(std::move(job));
+        };
         const auto onSaved = [this](const DictationEntry& entry) {
             exporter->autoExport(entry);
         };
         return {actor, hearing.engine, history.history, inserter, *display.workspace, shortcuts,
             hud, sound, ground.defaults, ground.log,
             {actor, *display.keys, *display.keys, delegate}, doubleClickInterval, whenReady,
-            ownField, onSaved};
+            ownField, inBackground, onSaved};
     }
 
     [[nodiscard]] DesktopServices services(Display& display) {

@@ -61,6 +61,9 @@ struct Scene {
     CountingSound sound;
     std::vector<std::function<void()>> waitingForModel;
     bool isModelReady = true;
+    std::function<void(std::function<void()>)> inBackground = [](const std::function<void()>& job) {
+        job();
+    };
     std::vector<std::string> landed; // in the window in front
     std::string words = "Hello there.";
     bool hasOwnField = false;
@@ -91,6 +94,7 @@ struct Scene {
                 if (hasOwnField) taken.push_back(text);
                 return hasOwnField;
             },
+            [this](std::function<void()> job) { inBackground(std::move(job)); },
             [this](const DictationEntry& entry) {
                 told.push_back(entry);
             }});
@@ -472,6 +476,59 @@ TEST_F(MacDictationControllerTest, anUnwritableHistoryKeepsNoTextBack) {
     defaults.refusesWrites = false;
     keyDown();
     EXPECT_EQ(controller->_notice.get(), std::nullopt);
+}
+
+TEST_F(MacDictationControllerTest, aHistoryThatTakesItsTimeKeepsNoTextBack) {
+    struct Case {
+        const char* why;
+        Seconds answersAfter;
+        Seconds landsAfter;
+        std::optional<std::string> note;
+    };
+    const Case cases[] = {
+        {"it is saved before it is delivered", 0.2, 0.2, {}},
+        {"slow: delivered first", 1.2, 0.3, {}},
+        {"a disk that hangs", 60, 0.3, "Not saved in your history yet."},
+    };
+    for (const auto& c : cases) {
+        Scene scene;
+        std::vector<std::function<void()>> jobs;
+        scene.inBackground = [&](std::function<void()> job) {
+            jobs.push_back(std::move(job));
+        };
+        scene.startWithChord();
+        scene.keyDown();
+        scene.actor.advance(1);
+        scene.keyUp();
+        ASSERT_EQ(jobs.size(), 1U) << c.why;
+        const Token answer = scene.actor.schedule(c.answersAfter, jobs[0]);
+        scene.actor.advance(c.landsAfter - 0.01);
+        EXPECT_EQ(scene.landed.size(), 0U) << c.why;
+        scene.actor.advance(0.02);
+        EXPECT_EQ(scene.landed.size(), 1U) << c.why;
+        scene.actor.advance(1);
+        EXPECT_EQ(scene.message(), "Pasted into Editor") << c.why;
+        EXPECT_EQ(scene.hud.result->note, c.note) << c.why;
+        scene.actor.advance(60);
+        EXPECT_EQ(scene.saved().size(), 1U) << c.why;
+        EXPECT_EQ(scene.phase(), Kind::idle) << c.why;
+    }
+}
+
+TEST_F(MacDictationControllerTest, whatIsBeingSavedOutlivesTheController) {
+    std::vector<std::function<void()>> jobs;
+    inBackground = [&](std::function<void()> job) {
+        jobs.push_back(std::move(job));
+    };
+    startWithChord();
+    keyDown();
+    actor.advance(1);
+    keyUp();
+    controller.reset();
+    ASSERT_EQ(jobs.size(), 1U);
+    jobs[0]();
+    actor.advance(5);
+    EXPECT_EQ(saved(), std::vector<std::string>{"Hello there."});
 }
 
 TEST_F(MacDictationControllerTest, lateStepsOfAnOlderRunDoNothing) {
