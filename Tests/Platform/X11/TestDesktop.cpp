@@ -4,6 +4,7 @@
 #include <array>
 #include <chrono>
 #include <cstdlib>
+#include <fcntl.h>
 #include <fstream>
 #include <iterator>
 #include <signal.h>
@@ -230,12 +231,18 @@ std::string TestWindow::typed() {
     return text;
 }
 
-RunningProgram::RunningProgram(std::vector<std::string> arguments) {
+RunningProgram::RunningProgram(std::vector<std::string> arguments, const std::string& errors) {
     std::vector<char*> words;
     for (auto& argument : arguments) words.push_back(argument.data());
     words.push_back(nullptr);
-    if (::posix_spawnp(&child, words[0], nullptr, nullptr, words.data(), environ) != 0)
-        throw std::runtime_error("cannot start " + arguments[0]);
+    posix_spawn_file_actions_t actions;
+    ::posix_spawn_file_actions_init(&actions);
+    if (!errors.empty())
+        ::posix_spawn_file_actions_addopen(
+            &actions, STDERR_FILENO, errors.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    const int failure = ::posix_spawnp(&child, words[0], &actions, nullptr, words.data(), environ);
+    ::posix_spawn_file_actions_destroy(&actions);
+    if (failure != 0) throw std::runtime_error("cannot start " + arguments[0]);
 }
 
 RunningProgram::~RunningProgram() {

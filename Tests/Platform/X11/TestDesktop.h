@@ -117,7 +117,8 @@ private:
 /// A program that runs as long as the object. With the test's own environment.
 class RunningProgram {
 public:
-    explicit RunningProgram(std::vector<std::string> arguments);
+    /// What it writes as errors goes into a file, if there is one.
+    explicit RunningProgram(std::vector<std::string> arguments, const std::string& errors = {});
     ~RunningProgram();
     RunningProgram(const RunningProgram&) = delete;
     RunningProgram& operator=(const RunningProgram&) = delete;

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -75,13 +76,35 @@ private:
     }
 };
 
-/// Owns a selection with a text, as long as it lives.
-RunningProgram clipboard(
-    const TemporaryFolder& folder, const std::string& text, const char* selection = "clipboard") {
-    const auto file = (folder.path / selection).string();
-    std::ofstream(file) << text;
-    return RunningProgram({"xclip", "-quiet", "-selection", selection, file});
-}
+/// Owns the clipboard with a text, as long as it lives.
+class Clipboard {
+public:
+    explicit Clipboard(const std::string& text) : owner(command(text), lines()) {}
+
+    /// Waits until a program has asked for the text, after so many times before.
+    [[nodiscard]] bool isFetched(RunLoop& actor, long before) const {
+        if (!eventually(actor, [&] { return requests() > before; })) return false;
+        // For its forms first, then for one of them.
+        for (long seen = 0; seen != requests(); runFor(actor, 0.2)) seen = requests();
+        return true;
+    }
+    /// It says before each that it waits for it.
+    [[nodiscard]] long requests() const {
+        const auto text = textOfFile(lines());
+        return std::count(text.begin(), text.end(), '\n');
+    }
+
+private:
+    TemporaryFolder folder;
+    RunningProgram owner;
+
+    [[nodiscard]] std::string lines() const { return (folder.path / "lines").string(); }
+    [[nodiscard]] std::vector<std::string> command(const std::string& text) const {
+        const auto file = (folder.path / "text").string();
+        std::ofstream(file) << text;
+        return {"xclip", "-quiet", "-selection", "clipboard", file};
+    }
+};
 
 } // namespace
 
@@ -230,8 +253,7 @@ TEST_F(XcbKeyPosterTest, pastesIntoEditors) {
         unsigned group;
         bool capsLock;
     } cases[] = {{"us", 0, true}, {"us,ru", 1, false}, {"ru,us", 0, false}, {"ru", 0, false}};
-    const TemporaryFolder folder;
-    const auto owner = clipboard(folder, "Grüße ✓");
+    const Clipboard clipboard("Grüße ✓");
     RunLoop actor;
     for (const std::string editor : {"mousepad", "featherpad"}) {
         Editor program(actor, editor);
@@ -242,9 +264,10 @@ TEST_F(XcbKeyPosterTest, pastesIntoEditors) {
                 const TestLayout layout(c.layouts);
                 TestLayout::lockGroup(c.group);
                 if (c.capsLock) keyboard.tap(key::capsLock);
+                const auto before = clipboard.requests();
                 EXPECT_TRUE(poster->post(standard));
+                EXPECT_TRUE(clipboard.isFetched(actor, before)) << editor << " " << c.layouts;
                 if (c.capsLock) keyboard.tap(key::capsLock);
-                runFor(actor, 0.3); // until it has asked for the text
             }
             expected += "Grüße ✓x";
             EXPECT_TRUE(program.saves(keyboard, key::x, expected))
@@ -255,8 +278,7 @@ TEST_F(XcbKeyPosterTest, pastesIntoEditors) {
 
 /// Letting go of Alt opens the menu bar of some programs, and what is typed then is lost.
 TEST_F(XcbKeyPosterTest, altAloneLeavesTheKeyboardInTheText) {
-    const TemporaryFolder folder;
-    const auto owner = clipboard(folder, "dictated");
+    const Clipboard clipboard("dictated");
     RunLoop actor;
     for (const std::string editor : {"featherpad", "mousepad"}) {
         for (const bool isMasked : {false, true}) {
@@ -278,8 +300,9 @@ TEST_F(XcbKeyPosterTest, altAloneLeavesTheKeyboardInTheText) {
             // This one pastes from within its menu bar too, but it does not type there.
             const auto paste = [&](const char* why, bool opensMenu) {
                 keyboard.tap(key::d);
+                const auto before = clipboard.requests();
                 EXPECT_TRUE(poster->post(standard));
-                runFor(actor, 0.3);
+                EXPECT_TRUE(clipboard.isFetched(actor, before)) << editor << ", " << why;
                 keyboard.tap(key::escape); // out of a menu
                 keyboard.tap(key::escape);
                 runFor(actor, 0.1);
