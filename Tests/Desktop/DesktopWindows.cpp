@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 #include <stdexcept>
+#include <string_view>
 #include <xcb/xtest.h>
 
 namespace nimbe {
@@ -180,11 +181,17 @@ void FocusWatch::watch() {
             if ((event->response_type & 0x7f) != XCB_MAP_NOTIFY) continue;
             const auto& map = reinterpret_cast<const xcb_map_notify_event_t&>(*event);
             if (!map.override_redirect) continue;
-            // Window managers' frames are such windows too, but of no class.
+            // Window managers' frames are such windows too, but of no class, and so is the
+            // application's overlay.
             const Reply<xcb_get_property_reply_t> reply{xcb_get_property_reply(xcb,
                 xcb_get_property(xcb, 0, map.window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, 64),
                 nullptr)};
-            if (!isFirst && reply && reply->value_len > 0) note("menu " + hex(map.window));
+            if (!reply || reply->value_len == 0) continue;
+            const std::string_view classes(
+                static_cast<const char*>(xcb_get_property_value(reply.get())),
+                static_cast<std::size_t>(xcb_get_property_value_length(reply.get())));
+            const bool isOverlay = classes.find("Nimbe") != classes.npos;
+            if (!isFirst && !isOverlay) note("menu " + hex(map.window));
         }
         isFirst = false;
         isWatching = true;
