@@ -224,9 +224,12 @@ private:
         const auto quit = [this] {
             terminate();
         };
+        const auto inBackground = [this](std::function<void()> job) {
+            background.post(std::move(job));
+        };
         return {actor, *controller, history.history, hearing.devices, shortcuts, keyNames,
             ground.defaults, *updates, sentinel, loginItem, *exporter, *display.clipboard,
-            *display.workspace, surroundings, ground.log, quit};
+            *display.workspace, surroundings, ground.log, quit, inBackground};
     }
 
     void finishLaunching() {

@@ -1,5 +1,6 @@
 #include <cstdlib>
 #include <iostream>
+#include <string_view>
 
 #include "DesktopApp.h"
 #include "NimbeApp/DesktopModule.h"
@@ -17,6 +18,11 @@ public:
                          "nimbe --help lists what works without one.\n";
             return EXIT_FAILURE;
         }
+        const char* session = std::getenv("XDG_SESSION_TYPE");
+        if (session && std::string_view(session) == "wayland")
+            std::cerr << "nimbe: In this Wayland session only the windows of X11 programs are "
+                         "within reach.\nnimbe: Let a shortcut of the desktop run \"nimbe "
+                         "toggle\"; the text is then on the clipboard.\n";
         auto folders = DataFolders::find();
         if (!folders) {
             std::cerr << "nimbe: There is no place for your data: HOME names no absolute path.\n";

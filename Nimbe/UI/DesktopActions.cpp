@@ -48,9 +48,28 @@ void DesktopActions::settingsChanged() {
 }
 
 void DesktopActions::refreshHistory() {
-    history = services.history.entries();
-    const auto found = services.history.problem();
-    problem = found ? std::string(found->sentence) : std::string();
+    if (!services.inBackground) {
+        take(read(services.history));
+        return;
+    }
+    const std::weak_ptr<int> weak = alive;
+    services.inBackground([this, weak, &stored = services.history, &actor = services.actor] {
+        auto reading = std::make_shared<Reading>(read(stored));
+        actor.post([this, weak, reading] {
+            if (!weak.expired()) take(std::move(*reading));
+        });
+    });
+}
+
+DesktopActions::Reading DesktopActions::read(DictationHistory& history) {
+    auto entries = history.entries();
+    const auto found = history.problem();
+    return {std::move(entries), found ? std::string(found->sentence) : std::string()};
+}
+
+void DesktopActions::take(Reading reading) {
+    history = std::move(reading.entries);
+    problem = std::move(reading.problem);
     emit historyChanged();
     tellLater();
 }

@@ -23,7 +23,7 @@ public:
     void copy(std::string text);
     /// Changes of settings made elsewhere.
     void settingsChanged();
-    /// Reads the history anew.
+    /// Reads the history anew, in the background; historyChanged tells when it is there.
     void refreshHistory();
 
     [[nodiscard]] TrayMenu::Input state() const;
@@ -43,6 +43,7 @@ private:
     DesktopServices services;
     std::vector<DictationEntry> history; // newest first
     std::string problem;
+    std::shared_ptr<int> alive = std::make_shared<int>();
     bool showsLocalOnlyNote = false;
     bool isTold = false;
     TaskScope tasks;
@@ -51,6 +52,12 @@ private:
 
     void observe();
     void tellLater();
+    struct Reading {
+        std::vector<DictationEntry> entries;
+        std::string problem;
+    };
+    [[nodiscard]] static Reading read(DictationHistory& history);
+    void take(Reading reading);
     [[nodiscard]] static Task<void> write(Pasteboard& pasteboard, std::string text, Log log);
 };
 

@@ -33,6 +33,9 @@ struct DesktopServices {
     DesktopSurroundings& surroundings;
     LogSink& log;
     std::function<void()> quit;
+    /// Runs what may wait for the disk or the keyring on another thread, in order; absent:
+    /// such things are done at once.
+    std::function<void(std::function<void()>)> inBackground = {};
 };
 
 } // namespace nimbe

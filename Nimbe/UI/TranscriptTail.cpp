@@ -63,8 +63,7 @@ QString transcriptTail(const QString& text, const QFont& font, qreal width, int 
     const bool isCut = whole.size() > mostUnits;
     QString end = isCut ? whole.right(mostUnits) : whole;
     if (!isCut && lineCount(end, font, width) <= lines) return end;
-    QString byWords =
-        longestFitting(end, cuts(end, QTextBoundaryFinder::Word), font, width, lines);
+    QString byWords = longestFitting(end, cuts(end, QTextBoundaryFinder::Word), font, width, lines);
     // The last word alone says little when it is one that fills the lines.
     if (byWords.size() > 12) return byWords;
     const QString byCharacters =

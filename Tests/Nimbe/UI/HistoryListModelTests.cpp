@@ -130,4 +130,27 @@ TEST_F(HistoryListModelTest, copiesTheWholeText) {
     EXPECT_EQ(scene.log.all().find("Ende"), std::string::npos);
 }
 
+// The keyring or the disk may take its time: the interface must not wait for it.
+TEST_F(HistoryListModelTest, theHistoryIsReadBesideTheMainThread) {
+    std::vector<std::function<void()>> jobs;
+    auto services = scene.services();
+    services.inBackground = [&](std::function<void()> job) {
+        jobs.push_back(std::move(job));
+    };
+    auto patient = std::make_unique<DesktopActions>(std::move(services));
+    (void)scene.history.append("Hello there.", DictationMode::notes, Date::now());
+    patient->refreshHistory();
+    EXPECT_TRUE(patient->entries().empty());
+    ASSERT_EQ(jobs.size(), 1U);
+    jobs[0]();
+    EXPECT_TRUE(patient->entries().empty()) << "it came on the other thread";
+    actor.runPosted();
+    EXPECT_EQ(patient->entries().size(), 1U);
+    // One that is late finds nobody.
+    patient->refreshHistory();
+    jobs[1]();
+    patient.reset();
+    actor.runPosted();
+}
+
 } // namespace nimbe
