@@ -32,6 +32,7 @@
 #include "PlatformQt/XkbKeyNames.h"
 #include "PlatformSecrets/KeyringUnlock.h"
 #include "PlatformStorage/AtomicFileWriter.h"
+#include "PlatformStorage/FileLock.h"
 #include "PlatformSystemSound/CanberraSystemSound.h"
 #include "PlatformX11/XcbHotKeys.h"
 #include "PlatformX11/XcbKeyEventSource.h"
@@ -293,13 +294,25 @@ int runDesktopApp(const DesktopModule::Launch& launch, DataFolders folders) {
 
     QtMainActor actor;
     BusRemoteControl remote(actor, *log);
-    if (remote.takeName() == BusRemoteControl::Name::taken) {
+    const auto name = remote.takeName();
+    if (name == BusRemoteControl::Name::taken) {
         BusRemoteClient first;
         if (const auto told = first.activate(); !told) {
             std::cerr << "nimbe: " << told.error().message() << "\n";
             return EXIT_FAILURE;
         }
         return EXIT_SUCCESS;
+    }
+
+    // Without a bus a lock stands in for its name, by which nobody can be told anything.
+    std::optional<FileLock> instance;
+    if (name == BusRemoteControl::Name::noBus) {
+        const auto file = folders.data / "instance.lock";
+        instance = FileLock::acquire(file, 0);
+        if (!instance && std::filesystem::exists(file)) {
+            std::cerr << "nimbe: Nimbe is running already.\n";
+            return EXIT_SUCCESS;
+        }
     }
 
     Ground ground(std::move(folders), *log);

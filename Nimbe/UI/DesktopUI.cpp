@@ -55,9 +55,6 @@ void prepareDesktopUI() {
         !qEnvironmentVariableIsSet("QT_QUICK_BACKEND"))
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     QQuickStyle::setStyle(QStringLiteral("Basic"));
-    // Its own name would be that of the executable, in whatever spelling.
-    QCoreApplication::setApplicationName(QStringLiteral("Nimbe"));
-    QGuiApplication::setDesktopFileName(QStringLiteral("nimbe"));
 }
 
 } // namespace nimbe

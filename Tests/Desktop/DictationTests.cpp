@@ -272,6 +272,23 @@ TEST_F(DesktopDictation, ofTwoThatStartAtOnceOneRuns) {
     }
 }
 
+TEST_F(DesktopDictation, withoutABusOneRunsAsWell) {
+    std::filesystem::create_directories(dataFolder());
+    const DesktopScene::Environment noBus{
+        {"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus"}};
+    BackgroundProcess first({NIMBE_EXECUTABLE, "--hidden"}, folder.path / "first.log", noBus);
+    const auto launched = [&] {
+        return first.output().find("app: launched") != std::string::npos;
+    };
+    for (int i = 0; i < 200 && !launched(); ++i) pause(50);
+    ASSERT_TRUE(launched()) << first.output();
+    BackgroundProcess second({NIMBE_EXECUTABLE, "--hidden"}, folder.path / "second.log", noBus);
+    EXPECT_EQ(second.wait(), 0);
+    EXPECT_NE(second.output().find("is running already"), std::string::npos) << second.output();
+    first.signal(SIGTERM);
+    EXPECT_EQ(first.wait(), 0) << first.output();
+}
+
 TEST_F(DesktopDictation, aFullDiskKeepsNoTextBack) {
     const auto home = folder.path / "home";
     std::filesystem::create_directory(home);
