@@ -103,6 +103,9 @@ public:
     Published<std::optional<Interaction>> _interaction;
     Published<std::optional<std::string>> _notice; // the last dictation was not saved, and why
 
+    /// The trigger is the Option key, and no recorded shortcut.
+    [[nodiscard]] bool usesOptionKey() const { return optionMonitor != nullptr; }
+
     /// Installs the triggers. Once.
     void start();
 

@@ -22,8 +22,9 @@ void CaptureViewModel::follow(MacDictationController& controller) {
         phase = now.kind;
         update();
     });
-    observers[5] = controller._interaction.observe([this](const auto& interaction) {
+    observers[5] = controller._interaction.observe([this, &controller](const auto& interaction) {
         isLatched = interaction == MacDictationController::Interaction::latched;
+        usesOptionKey = controller.usesOptionKey();
         update();
     });
     phase = controller._phase.get().kind;
@@ -99,7 +100,10 @@ QString CaptureViewModel::hint() const {
             return tr("Downloading the speech model… %1 %")
                 .arg(static_cast<int>(std::clamp(*download, 0.0, 1.0) * 100));
         return tr("Getting ready…");
-    case Stage::recording: return isLatched ? tr("Hands-free. Press again to finish.") : QString();
+    case Stage::recording:
+        if (!isLatched) return {};
+        return usesOptionKey ? tr("Hands-free. Tap Alt twice to finish.")
+                             : tr("Hands-free. Press again to finish.");
     case Stage::finalizing: return tr("Finishing…");
     case Stage::result: return {};
     }

@@ -69,6 +69,7 @@ private:
     bool isActive = false;
     Stage current = Stage::preparing;
     bool isLatched = false;
+    bool usesOptionKey = false;
     std::optional<CaptureHUD::Result> result;
     QString tail;
     QList<double> shownLevels;

@@ -172,7 +172,7 @@ Flickable {
             }
             SettingRow {
                 title: "Check for updates"
-                detail: "Once a day. Nothing is installed by itself."
+                detail: "Once a day, where an update service is set. Nothing is installed by itself."
                 last: true
 
                 Toggle {

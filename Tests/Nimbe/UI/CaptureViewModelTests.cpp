@@ -42,6 +42,10 @@ TEST_F(CaptureViewModelTest, fromPreparingToTheResult) {
     EXPECT_EQ(hint(), "");
     scene.dictation->_interaction.set(MacDictationController::Interaction::latched);
     EXPECT_EQ(hint(), "Hands-free. Press again to finish.");
+    scene.dictation->start(); // no shortcut is recorded
+    scene.dictation->_interaction.set(std::nullopt);
+    scene.dictation->_interaction.set(MacDictationController::Interaction::latched);
+    EXPECT_EQ(hint(), "Hands-free. Tap Alt twice to finish.");
     below.engine._levels.set({0.5, 0.25});
     EXPECT_EQ(model.levels(), (QList<double>{0.5, 0.25}));
     below.engine._liveTranscript.set("Zoë");
