@@ -19,6 +19,7 @@ std::optional<Kind> refusal(const Shortcut& shortcut) {
     case ShortcutPolicy::Decision::allowed: return std::nullopt;
     case ShortcutPolicy::Decision::needsModifier: return Kind::needsModifier;
     case ShortcutPolicy::Decision::modifierOnly: return Kind::modifierOnly;
+    case ShortcutPolicy::Decision::editing: return Kind::editing;
     }
     return std::nullopt;
 }
@@ -39,6 +40,8 @@ std::string ShortcutError::message(const Shortcut& shortcut) const {
     switch (kind) {
     case Kind::needsModifier: return chord + " is for typing: hold Ctrl, Alt or Super with it.";
     case Kind::modifierOnly: return "A shortcut needs another key beside Ctrl, Alt and the like.";
+    case Kind::editing:
+        return chord + " is what other programs edit with: add Alt, Shift or Super.";
     case Kind::usedHere: return chord + " is another shortcut of Nimbe already.";
     case Kind::taken: return chord + " is used by another program.";
     case Kind::unknownKey: return "This keyboard has no key for " + chord + ".";

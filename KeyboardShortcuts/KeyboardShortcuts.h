@@ -22,6 +22,7 @@ struct ShortcutError {
         needsModifier, // it would take a key away from typing
         modifierOnly,  // no key beside the modifiers
         usedHere,      // another of our own names has it
+        editing,       // every program copies, pastes or the like with it
         taken,         // another program holds it
         unknownKey,
         unavailable,

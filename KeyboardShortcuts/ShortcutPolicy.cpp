@@ -29,6 +29,13 @@ bool isFunctionKey(std::string_view key) {
     return error == std::errc() && end == last && number >= 1 && number <= 35;
 }
 
+/// Control and one letter, as nearly every program understands it.
+bool isEditing(const Shortcut& shortcut) {
+    constexpr std::string_view letters = "acsvxz";
+    return shortcut.control && !shortcut.option && !shortcut.shift && !shortcut.command &&
+           shortcut.key.size() == 1 && letters.find(shortcut.key) != letters.npos;
+}
+
 bool mayStandAlone(std::string_view key) {
     return isFunctionKey(key) || key.starts_with("XF86") ||
            std::find(lonelyKeys.begin(), lonelyKeys.end(), key) != lonelyKeys.end();
@@ -38,6 +45,7 @@ bool mayStandAlone(std::string_view key) {
 
 ShortcutPolicy::Decision ShortcutPolicy::decide(const Shortcut& shortcut) {
     if (isModifierKey(shortcut.key)) return Decision::modifierOnly;
+    if (isEditing(shortcut)) return Decision::editing;
     if (shortcut.control || shortcut.option || shortcut.command) return Decision::allowed;
     return mayStandAlone(shortcut.key) ? Decision::allowed : Decision::needsModifier;
 }

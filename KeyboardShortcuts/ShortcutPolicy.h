@@ -9,7 +9,8 @@ struct ShortcutPolicy {
     enum class Decision {
         allowed,
         needsModifier, // it would take a key away from typing; Shift alone is typing too
-        modifierOnly   // no key beside the modifiers
+        modifierOnly,  // no key beside the modifiers
+        editing        // what all programs copy, paste, save and undo with
     };
 
     /// Keys that type nothing and move nothing (F1 to F35, Pause, Print, Menu, media keys)
