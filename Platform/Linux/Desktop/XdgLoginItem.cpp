@@ -120,7 +120,7 @@ std::optional<std::string> XdgLoginItem::execLine(const fs::path& program) {
                             std::none_of(path.begin(), path.end(),
                                 [](unsigned char c) { return c == '=' || c < ' ' || c == 0x7F; });
     if (!isWritable) return std::nullopt;
-    // https://specifications.freedesktop.org/desktop-entry/latest/exec-variables.html
+    // By freedesktop.org's Desktop Entry rules, "The Exec key".
     std::string line = "\"";
     for (const char c : path) {
         if (c == '"' || c == '`' || c == '$' || c == '\\') line += '\\';

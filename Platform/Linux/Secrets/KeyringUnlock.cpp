@@ -14,7 +14,7 @@ namespace {
 
 using Outcome = KeyringUnlock::Outcome;
 
-// https://specifications.freedesktop.org/secret-service/latest/
+// By freedesktop.org's Secret Service API.
 constexpr const char* serviceName = "org.freedesktop.secrets";
 constexpr const char* servicePath = "/org/freedesktop/secrets";
 constexpr const char* serviceInterface = "org.freedesktop.Secret.Service";

@@ -11,7 +11,7 @@ namespace nimbe {
 
 /// What the applications of this machine are called: the names of their .desktop files,
 /// as menus show them. Immutable; any thread.
-/// https://specifications.freedesktop.org/desktop-entry-spec/latest/
+/// By freedesktop.org's Desktop Entry rules.
 class DesktopEntries {
 public:
     /// Reads all of them: some 0.1 ms a file. The first folder that has a file wins. Names

@@ -226,7 +226,7 @@ void XcbWindows::activate(xcb_window_t window) {
         message.window = window;
         message.type = atoms.activeWindow;
         // From a pager: what programs ask for themselves may be refused as theft of the focus.
-        // https://specifications.freedesktop.org/wm-spec/latest/, _NET_ACTIVE_WINDOW
+        // By freedesktop.org's Extended Window Manager Hints, _NET_ACTIVE_WINDOW.
         constexpr std::uint32_t pager = 2;
         message.data.data32[0] = pager;
         message.data.data32[1] = time;
