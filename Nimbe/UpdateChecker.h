@@ -6,9 +6,9 @@
 #include "Foundation/HttpClient.h"
 #include "Foundation/Log.h"
 #include "Foundation/Published.h"
+#include "Foundation/ServiceAddress.h"
 #include "Foundation/UserDefaults.h"
 #include "NimbeApp/DocumentOpener.h"
-#include "NimbeApp/ServiceAddress.h"
 #include "NimbeKitCore/UpdateManifest.h"
 
 namespace nimbe {

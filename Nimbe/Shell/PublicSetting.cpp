@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <array>
 
+#include "Foundation/ServiceAddress.h"
 #include "NimbeApp/AppSettings.h"
 #include "NimbeApp/InsertSettings.h"
 #include "NimbeApp/ObsidianExporter.h"
 #include "NimbeApp/PasteRules.h"
-#include "NimbeApp/ServiceAddress.h"
 #include "NimbeApp/UpdateChecker.h"
 #include "NimbeEngine/Speech/SpeechModels.h"
 #include "NimbeKitCore/Microphone/MicrophoneSelection.h"

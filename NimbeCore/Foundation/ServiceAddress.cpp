@@ -1,4 +1,4 @@
-#include "NimbeApp/ServiceAddress.h"
+#include "Foundation/ServiceAddress.h"
 
 #include <algorithm>
 
