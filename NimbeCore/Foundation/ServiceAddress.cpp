@@ -57,7 +57,7 @@ std::optional<std::string_view> hostOf(std::string_view authority) {
 
 } // namespace
 
-std::optional<ServiceAddress> ServiceAddress::parse(std::string_view text) {
+std::optional<ServiceAddress> ServiceAddress::parse(std::string_view text, Hosts hosts) {
     const auto isAllowed = [](char c) {
         const auto byte = static_cast<unsigned char>(c);
         return byte > ' ' && byte != 0x7F && c != '\\' && c != '?' && c != '#';
@@ -67,7 +67,10 @@ std::optional<ServiceAddress> ServiceAddress::parse(std::string_view text) {
     const bool isSecure = takeScheme(rest, "https://");
     if (!isSecure && !takeScheme(rest, "http://")) return std::nullopt;
     const auto host = hostOf(rest.substr(0, rest.find('/')));
-    if (!host || (!isSecure && !isThisMachine(*host))) return std::nullopt;
+    if (!host) return std::nullopt;
+    const bool isAnywhere =
+        hosts == Hosts::any || (isSecure && hosts == Hosts::secureOrThisMachine);
+    if (!isAnywhere && !isThisMachine(*host)) return std::nullopt;
     while (text.ends_with('/')) text.remove_suffix(1);
     return ServiceAddress(std::string(text));
 }

@@ -248,6 +248,12 @@ std::string ending(std::string_view utf8, std::size_t most) {
     return "…" + onOneLine(toUtf8(std::u16string_view(all).substr(begin)), most);
 }
 
+std::u16string lowerCase(std::u16string_view text) {
+    icu::UnicodeString lower(text.data(), static_cast<std::int32_t>(text.size()));
+    lower.toLower(icu::Locale::getRoot());
+    return {lower.getBuffer(), static_cast<std::size_t>(lower.length())};
+}
+
 std::size_t characterCount(std::string_view utf8) {
     const auto all = toUtf16(utf8).text;
     Characters characters(all);

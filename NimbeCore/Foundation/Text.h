@@ -48,6 +48,9 @@ void trim(std::u16string& text);
 /// Same as trimmed, for UTF-8.
 [[nodiscard]] std::string_view trimmed(std::string_view utf8);
 
+/// By Unicode's own rules, of no language in particular; the length may change.
+[[nodiscard]] std::u16string lowerCase(std::u16string_view text);
+
 /// User-perceived characters.
 [[nodiscard]] std::size_t characterCount(std::string_view utf8);
 
