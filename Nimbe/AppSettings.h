@@ -9,7 +9,6 @@ struct AppSettings {
     inline static const Setting<bool> menuBarVisible{"menuBarVisible", true};
     inline static const Setting<bool> onboardingCompleted{"onboardingCompleted", false};
     inline static const Setting<bool> reduceMotion{"reduceMotion", false};
-    inline static const Setting<bool> aiCleanupEnabled{"macAICleanupEnabled", false};
 };
 
 } // namespace nimbe

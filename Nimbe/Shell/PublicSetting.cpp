@@ -9,6 +9,7 @@
 #include "NimbeApp/ObsidianExporter.h"
 #include "NimbeApp/PasteRules.h"
 #include "NimbeApp/UpdateChecker.h"
+#include "NimbeEngine/Cleanup/MacCleanupPolicy.h"
 #include "NimbeEngine/Speech/SpeechModels.h"
 #include "NimbeKitCore/Microphone/MicrophoneSelection.h"
 
@@ -75,7 +76,7 @@ const std::vector<PublicSetting>& PublicSetting::all() {
         entry(AppSettings::menuBarVisible, "Show Nimbe in the panel of the desktop"),
         entry(AppSettings::onboardingCompleted, "The first steps were shown to their end"),
         entry(AppSettings::reduceMotion, "Change without movement what is shown"),
-        entry(AppSettings::aiCleanupEnabled, "The menu's AI cleanup; it changes no text yet"),
+        entry(MacCleanupPolicy::aiCleanupEnabled, "A language model polishes what is dictated"),
         entry(InsertSettings::insertSoundEnabled, "Play a sound when text was inserted"),
         entry(PasteRules::own, "How programs paste: CLASS or CLASS=CHORD each", refuseRules),
         entry(MicrophoneSelection::selectedInput, "The microphone, by its ID in nimbe devices",

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "NimbeApp/AppSettings.h"
+#include "NimbeEngine/Cleanup/MacCleanupPolicy.h"
 #include "NimbeKitCore/Microphone/MicrophoneSelection.h"
-#include "NimbeUI/UISettings.h"
 
 namespace nimbe {
 
@@ -89,7 +89,7 @@ void DesktopActions::perform(TrayMenu::Command command, const std::string& argum
         return;
     }
     case toggleCleanup: {
-        const auto& setting = UISettings::aiCleanupEnabled;
+        const auto& setting = MacCleanupPolicy::aiCleanupEnabled;
         (void)services.defaults.set(setting, !services.defaults.get(setting));
         break;
     }
@@ -138,7 +138,7 @@ TrayMenu::Input DesktopActions::state() const {
         .trigger = trigger(),
         .microphones = services.microphones._devices.get(),
         .preferredMicrophone = MicrophoneSelection::preferredUID(services.defaults),
-        .isCleanupEnabled = services.defaults.get(UISettings::aiCleanupEnabled),
+        .isCleanupEnabled = services.defaults.get(MacCleanupPolicy::aiCleanupEnabled),
         .recent = history,
         .availableVersion = update ? std::optional(update->version) : std::nullopt,
         .crash = services.crashes._assessment.get(),
