@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Foundation/UserDefaults.h"
+#include "NimbeEngine/Cleanup/TextProcessor.h"
+#include "NimbeEngine/Language/LanguageModel.h"
+
+namespace nimbe {
+
+/// The rules, then the language model on the user's machine. Its answer is distrusted:
+/// where there is none in time, or it is not the text that was asked for, the rules' text
+/// stands.
+class OnDeviceProcessor final : public TextProcessor {
+public:
+    /// Lent; all outlive the processor.
+    OnDeviceProcessor(MainActor& actor, LanguageModel& model, UserDefaults& defaults)
+        : actor(actor), model(model), defaults(defaults) {}
+
+    /// A model that is not known to be available is not waited for.
+    [[nodiscard]] Task<std::string> process(std::string text, DictationMode mode) override;
+
+    /// Somebody begins to speak: the model is loaded and has read its instructions when
+    /// the words come.
+    void prewarm(DictationMode mode);
+
+private:
+    MainActor& actor;
+    LanguageModel& model;
+    UserDefaults& defaults;
+};
+
+} // namespace nimbe
