@@ -3,20 +3,15 @@
 #include <utility>
 
 #include "Foundation/TaskScope.h"
-#include "Foundation/Text.h"
 #include "NimbeEngine/Cleanup/CleanupPolicy.h"
 #include "NimbeEngine/Cleanup/TextCleaner.h"
 #include "NimbeEngine/Language/LanguageModelSettings.h"
-#include "NimbeEngine/Text/DictationText.h"
 
 namespace nimbe {
 
 Task<std::string> OnDeviceProcessor::process(std::string text, DictationMode mode) {
-    const std::string trimmed(text::trimmed(text));
-    if (trimmed.empty()) co_return {};
-    auto fallback = finishedWithoutCleanup(trimmed, false);
-    if (fallback.empty()) fallback = trimmed;
-    if (!model.availability().get().isAvailable()) co_return fallback;
+    const auto fallback = TextCleaner::fallback(text);
+    if (fallback.empty() || !model.availability().get().isAvailable()) co_return fallback;
 
     LanguageModel::Request request{TextCleaner::instructions(mode), fallback,
         TextCleaner::cleaned(), LanguageModelSettings::deadlineIn(defaults)};

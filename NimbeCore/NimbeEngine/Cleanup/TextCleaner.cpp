@@ -2,6 +2,7 @@
 
 #include "Foundation/Regex.h"
 #include "Foundation/Text.h"
+#include "NimbeEngine/Text/DictationText.h"
 
 namespace nimbe {
 namespace {
@@ -76,6 +77,12 @@ const GeneratedType& TextCleaner::cleaned() {
 
 std::string TextCleaner::instructions(DictationMode mode) {
     return std::string(task) + std::string(style(mode)) + std::string(ending);
+}
+
+std::string TextCleaner::fallback(std::string_view transcript) {
+    const auto trimmed = text::trimmed(transcript);
+    auto finished = finishedWithoutCleanup(trimmed, false);
+    return finished.empty() ? std::string(trimmed) : finished;
 }
 
 std::string TextCleaner::sanitize(std::string_view output, std::string_view fallback) {

@@ -15,6 +15,10 @@ struct TextCleaner {
 
     [[nodiscard]] static std::string instructions(DictationMode mode);
 
+    /// What the rules alone make of a transcript, which the model is then given; the
+    /// transcript itself, trimmed, where they would leave nothing.
+    [[nodiscard]] static std::string fallback(std::string_view transcript);
+
     /// The model's text without its habits: a line that announces the text, quotation marks
     /// around it. Where it speaks of its task in place of doing it, and where nothing is
     /// left, the fallback.
