@@ -3,9 +3,13 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <array>
+#include <cerrno>
+#include <charconv>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <deque>
+#include <iterator>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <openssl/err.h>
@@ -14,6 +18,7 @@
 #include <poll.h>
 #include <string_view>
 #include <sys/socket.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace nimbe {
@@ -36,6 +41,11 @@ std::optional<std::size_t> rangeStart(const TestHttpServer::Request& request) {
     const auto found = request.headers.find("range");
     if (found == request.headers.end() || !found->second.starts_with("bytes=")) return {};
     return std::strtoull(found->second.c_str() + 6, nullptr, 10);
+}
+
+bool isLast(const TestHttpServer::Page& page) {
+    const TestHttpServer::Header last{"Connection", "close"};
+    return std::find(page.headers.begin(), page.headers.end(), last) != page.headers.end();
 }
 
 } // namespace
@@ -123,9 +133,25 @@ private:
                                    : static_cast<int>(::send(socket, piece.data(), piece.size(),
                                          MSG_NOSIGNAL | MSG_DONTWAIT));
             isAlive = count > 0;
-            if (isAlive) bytes.remove_prefix(static_cast<std::size_t>(count));
+            if (!isAlive) return false;
+            bytes.remove_prefix(static_cast<std::size_t>(count));
+            server.sent += static_cast<std::uint64_t>(count);
         }
         return isAlive && bytes.empty();
+    }
+
+    /// Shorter when the server ends or the client has gone.
+    void wait(Seconds pause) {
+        using Clock = std::chrono::steady_clock;
+        const auto end = Clock::now() + std::chrono::duration<Seconds>(pause);
+        for (auto now = Clock::now(); now < end && !server.isEnding; now = Clock::now()) {
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - now);
+            pollfd leaving{socket, POLLRDHUP, 0};
+            if (left.count() == 0)
+                std::this_thread::sleep_until(end);
+            else if (::poll(&leaving, 1, std::min(pollPause, static_cast<int>(left.count()))) > 0)
+                return;
+        }
     }
 
     std::optional<Request> read() {
@@ -163,6 +189,7 @@ private:
     bool answer(const Page& page, std::optional<std::size_t> start) {
         if (page.before) page.before();
         if (page.hangsBeforeHead) hang();
+        if (page.breaksOffBeforeHead) return false;
         int status = page.status;
         std::string body = page.body;
         std::string range;
@@ -179,11 +206,33 @@ private:
         std::string head = "HTTP/1.1 " + std::to_string(status) + " Status\r\n";
         for (const auto& [name, value] : page.headers) head += name + ": " + value + "\r\n";
         if (!range.empty()) head += "Content-Range: " + range + "\r\n";
+        if (page.pieces)
+            return write(head + "Transfer-Encoding: chunked\r\n\r\n") && writePieces(page) &&
+                   !isLast(page);
         const auto length = page.contentLength.value_or(
             page.isEndless ? std::string() : std::to_string(body.size()));
         if (!length.empty()) head += "Content-Length: " + length + "\r\n";
         if (!write(head + "\r\n") || !writeBody(page, body)) return false;
-        return length == std::to_string(body.size());
+        return length == std::to_string(body.size()) && !isLast(page);
+    }
+
+    bool writePieces(const Page& page) {
+        const auto most = std::min(page.hangsAfter.value_or(~std::size_t{0}),
+            page.breaksOffAfter.value_or(~std::size_t{0}));
+        std::size_t given = 0;
+        while (given < most) {
+            const auto piece = page.pieces();
+            if (!piece) return write("0\r\n\r\n");
+            wait(page.pause);
+            const auto length = std::min(piece->size(), most - given);
+            std::array<char, 20> size{};
+            *std::to_chars(size.data(), size.data() + size.size() - 1, length, 16).ptr = '\0';
+            given += length;
+            if (length > 0 && !write(size.data() + ("\r\n" + piece->substr(0, length)) + "\r\n"))
+                return false;
+        }
+        if (page.hangsAfter) hang();
+        return false;
     }
 
     bool writeBody(const Page& page, const std::string& body) {
@@ -191,7 +240,7 @@ private:
             page.hangsAfter.value_or(body.size()), page.breaksOffAfter.value_or(body.size()));
         if (page.pause > 0) {
             for (std::size_t at = 0; at < end; ++at) {
-                std::this_thread::sleep_for(std::chrono::duration<Seconds>(page.pause));
+                wait(page.pause);
                 if (!write({&body[at], 1})) return false;
             }
         } else if (!write({body.data(), end})) {
@@ -204,16 +253,24 @@ private:
     }
 };
 
-TestHttpServer::TestHttpServer(std::optional<TestCertificate> certificate) {
+TestHttpServer::TestHttpServer(std::optional<TestCertificate> certificate, int wantedPort) {
     std::signal(SIGPIPE, SIG_IGN);
     if (certificate) tls = std::make_unique<Tls>(*certificate);
     listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in place{};
     place.sin_family = AF_INET;
     place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    place.sin_port = htons(static_cast<std::uint16_t>(wantedPort));
     auto* address = reinterpret_cast<sockaddr*>(&place);
     socklen_t length = sizeof(place);
-    require(::bind(listener, address, length) == 0 && ::listen(listener, 16) == 0);
+    // One that ended a moment ago does not hold its port.
+    const int again = 1;
+    ::setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &again, sizeof(again));
+    if (::bind(listener, address, length) != 0 || ::listen(listener, 16) != 0) {
+        const std::error_code why(errno, std::generic_category());
+        ::close(listener);
+        throw std::system_error(why, "port " + std::to_string(wantedPort));
+    }
     require(::getsockname(listener, address, &length) == 0);
     port = ntohs(place.sin_port);
     acceptor = std::thread([this] { accept(); });
@@ -226,6 +283,16 @@ TestHttpServer::~TestHttpServer() {
     ::close(listener);
 }
 
+TestHttpServer::Pieces TestHttpServer::inPieces(std::vector<std::string> pieces) {
+    return [left = std::deque<std::string>(std::make_move_iterator(pieces.begin()),
+                std::make_move_iterator(pieces.end()))]() mutable -> std::optional<std::string> {
+        if (left.empty()) return std::nullopt;
+        auto piece = std::move(left.front());
+        left.pop_front();
+        return piece;
+    };
+}
+
 std::string TestHttpServer::address() const {
     return (tls ? "https" : "http") + std::string("://127.0.0.1:") + std::to_string(port);
 }
@@ -233,6 +300,11 @@ std::string TestHttpServer::address() const {
 void TestHttpServer::put(const std::string& path, Page page) {
     const std::lock_guard lock(mutex);
     pages[path] = std::move(page);
+}
+
+void TestHttpServer::putOthers(Responder newResponder) {
+    const std::lock_guard lock(mutex);
+    responder = std::move(newResponder);
 }
 
 std::vector<TestHttpServer::Request> TestHttpServer::requests() {
@@ -254,6 +326,7 @@ void TestHttpServer::accept() {
         const int atOnce = 1; // the end of one answer does not wait for the client's word
         ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &atOnce, sizeof(atOnce));
         ++open;
+        ++taken;
         connections.emplace_back([this, socket] { serve(socket); });
     }
 }
@@ -264,9 +337,13 @@ void TestHttpServer::serve(int socket) {
 }
 
 TestHttpServer::Page TestHttpServer::pageFor(const Request& request) {
-    const std::lock_guard lock(mutex);
+    std::unique_lock lock(mutex);
     const auto found = pages.find(request.target);
     if (found != pages.end()) return found->second;
+    if (const auto answer = responder) {
+        lock.unlock();
+        return answer(request);
+    }
     Page missing;
     missing.status = 404;
     missing.body = "There is no such page.";

@@ -154,6 +154,17 @@ TEST_F(CurlHttpClientTest, misbehaviourEndsInItsError) {
         {"no more bytes", {.body = ten, .hangsAfter = 4}, Kind::timedOut, stall},
         {"slow, but coming", {.body = ten, .pause = 0.02}, std::nullopt, stall},
         {"slow beyond the deadline", {.body = ten, .pause = 0.02}, Kind::timedOut, whole},
+        {"chunks, an empty one among them", {.pieces = TestHttpServer::inPieces({"a", "", ten})},
+            std::nullopt},
+        {"chunks that break off", {.breaksOffAfter = 4, .pieces = TestHttpServer::inPieces({ten})},
+            Kind::brokenOff},
+        {"chunks beyond the limit",
+            {.pieces =
+                    [] {
+                        return std::string(1000, 'x');
+                    }},
+            Kind::tooLarge, limit(100'000)},
+        {"a break before the head", {.breaksOffBeforeHead = true}, Kind::brokenOff},
         {"hangs beyond the deadline", {.hangsBeforeHead = true}, Kind::timedOut, whole},
     };
     for (const auto& c : cases) {
@@ -165,6 +176,15 @@ TEST_F(CurlHttpClientTest, misbehaviourEndsInItsError) {
                                         : answer && answer->status == 200;
         EXPECT_TRUE(isRight) << c.why << ": " << text(answer);
     }
+}
+
+TEST_F(CurlHttpClientTest, aLastAnswerIsNotTakenForABrokenConnection) {
+    server.putOthers([](const TestHttpServer::Request& request) {
+        return Page{.body = request.target, .headers = {{"Connection", "close"}}};
+    });
+    EXPECT_EQ(send(request("/a"))->body, "/a");
+    EXPECT_EQ(send(request("/b"))->body, "/b");
+    EXPECT_EQ(server.connectionsTaken(), 2);
 }
 
 TEST_F(CurlHttpClientTest, whatIsNoAddressOrNotThere) {
