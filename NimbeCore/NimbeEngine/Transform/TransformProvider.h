@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 
+#include "Foundation/Result.h"
 #include "Foundation/Task.h"
 #include "NimbeEngine/Language/LanguageModelError.h"
 #include "NimbeEngine/Transform/TransformPreset.h"
