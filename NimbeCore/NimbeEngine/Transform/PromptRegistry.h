@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -31,11 +33,15 @@ public:
     [[nodiscard]] std::string instructions(const NoteTransform& transform) const;
 
 private:
+    struct Table {
+        std::int64_t version = 0;
+        std::map<std::string, std::string, std::less<>> prompts = {};
+    };
+    [[nodiscard]] static std::optional<Table> decode(std::string_view body);
+
     UserDefaults& defaults;
     Log log;
-    std::int64_t version = 0;
-    bool hasTable = false;
-    std::map<std::string, std::string, std::less<>> prompts; // of the table in force
+    std::optional<Table> inForce; // absent: the built-in texts alone
 };
 
 } // namespace nimbe
