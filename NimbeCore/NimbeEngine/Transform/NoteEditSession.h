@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "Foundation/Published.h"
 #include "NimbeEngine/Transform/TransformProvider.h"
@@ -29,17 +31,22 @@ public:
     [[nodiscard]] static std::shared_ptr<NoteEditSession> create(
         MainActor& actor, TransformProvider& provider, std::string text);
 
-    Published<std::string> _text;
-    Published<bool> _isTransforming;
-    Published<std::optional<std::string>> _notice; // what went wrong last
+    ~NoteEditSession();
 
-    /// Runs one transform; it ends when that has ended. While one runs, and for a blank
-    /// text or instruction, nothing happens and the answer is false.
+    // Changed in this order. Observers may cancel, or let go of the session.
+    Published<std::string> _text;
+    Published<std::optional<std::string>> _notice; // what went wrong last
+    Published<bool> _isTransforming;
+
+    /// Begins a transform; the editor has its text from the next turn of the main loop on.
+    /// While one runs, and for a blank text or instruction, nothing happens and the answer
+    /// is false.
+    bool start(NoteTransform transform);
+    /// The same, and waits until it has ended, was cancelled or the session is gone. A
+    /// transform whose task is stopped is cancelled.
     [[nodiscard]] static Task<bool> transform(
         std::weak_ptr<NoteEditSession> weakSelf, NoteTransform transform);
-    /// The same, without waiting for the end.
-    bool start(NoteTransform transform);
-    /// Gives up the transform that start() began; the text before it is back.
+    /// Gives up the transform that runs; the text before it is back, without a notice.
     void cancel();
 
     /// What the user types. Refused while a transform runs.
@@ -51,20 +58,31 @@ public:
     [[nodiscard]] const std::optional<LanguageModelError>& error() const { return lastError; }
 
 private:
+    using Answer = Result<TransformProvider::Outcome, LanguageModelError>;
+    using RunNumber = std::uint64_t;
+    struct GiveUp;
+
     NoteEditSession(MainActor& actor, TransformProvider& provider, std::string text);
+
+    bool start(NoteTransform transform, std::optional<Completion<bool>> whenEnded);
+    [[nodiscard]] static Task<void> run(
+        std::weak_ptr<NoteEditSession> weakSelf, RunNumber number, NoteTransform transform);
+    [[nodiscard]] static Task<Answer> ask(TransformProvider& provider, NoteTransform transform,
+        std::string text, TransformProvider::OnPartial onPartial);
+    [[nodiscard]] bool take(RunNumber number, const TransformProvider::Partial& partial);
+    void finish(RunNumber number, Answer answer);
+    [[nodiscard]] bool isTooLong(std::string_view answer) const;
+    void end(RunNumber number, std::string text, std::optional<std::string_view> notice);
 
     MainActor& actor;
     TransformProvider& provider;
     std::string stored;
+    std::size_t limit = 0; // of the transform that runs
     std::optional<LanguageModelError> lastError;
+    RunNumber lastRun = 0;
+    RunNumber activeRun = 0; // none: 0
+    std::optional<Completion<bool>> ended;
     TaskHandle running;
-
-    // Declared with what it needs; see NoteEditSession.cpp.
-    using Answer = Result<TransformProvider::Outcome, LanguageModelError>;
-    void begin();
-    [[nodiscard]] bool takePartial(const TransformProvider::Partial& partial, std::size_t limit);
-    void finish(Answer answer);
-    void keepStored(std::string_view notice);
 };
 
 } // namespace nimbe
