@@ -39,6 +39,13 @@ public:
 private:
     explicit PromptFetcher(Platform platform);
 
+    using Answer = Result<HttpResponse, HttpError>;
+
+    [[nodiscard]] static Task<void> fetchDaily(std::weak_ptr<PromptFetcher> weakSelf);
+    [[nodiscard]] static Task<void> ask(std::weak_ptr<PromptFetcher> weakSelf, std::string url);
+    [[nodiscard]] std::optional<std::string> address() const;
+    void take(const std::optional<Answer>& answer);
+
     Platform platform;
     Log log;
     TaskHandle daily;
