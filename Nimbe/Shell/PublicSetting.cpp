@@ -4,13 +4,17 @@
 #include <array>
 
 #include "Foundation/ServiceAddress.h"
+#include "Foundation/Text.h"
 #include "NimbeApp/AppSettings.h"
 #include "NimbeApp/InsertSettings.h"
 #include "NimbeApp/ObsidianExporter.h"
 #include "NimbeApp/PasteRules.h"
 #include "NimbeApp/UpdateChecker.h"
 #include "NimbeEngine/Cleanup/MacCleanupPolicy.h"
+#include "NimbeEngine/Language/LanguageModelSettings.h"
 #include "NimbeEngine/Speech/SpeechModels.h"
+#include "NimbeEngine/Transform/OnDeviceTransformer.h"
+#include "NimbeEngine/Transform/PromptFetcher.h"
 #include "NimbeKitCore/Microphone/MicrophoneSelection.h"
 
 namespace nimbe {
@@ -27,6 +31,22 @@ Refused refuseDevice(const Value& value) {
 Refused refuseService(const Value& value) {
     if (ServiceAddress::parse(std::get<std::string>(value))) return std::nullopt;
     return "must be an https address, or an http address of this machine.";
+}
+
+Refused refuseLanguageModel(const Value& value) {
+    if (ServiceAddress::parse(std::get<std::string>(value), ServiceAddress::Hosts::any))
+        return std::nullopt;
+    return "must be an http or https address, without name, password, ? and #.";
+}
+
+Refused refuseEmpty(const Value& value) {
+    if (!text::trimmed(std::get<std::string>(value)).empty()) return std::nullopt;
+    return "cannot be empty; nimbe settings reset takes it back.";
+}
+
+Refused refuseDeadline(const Value& value) {
+    if (LanguageModelSettings::parseDeadline(std::get<std::string>(value))) return std::nullopt;
+    return "must be a whole number of seconds, 1 to 120.";
 }
 
 Refused refuseModels(const Value& value) {
@@ -77,6 +97,17 @@ const std::vector<PublicSetting>& PublicSetting::all() {
         entry(AppSettings::onboardingCompleted, "The first steps were shown to their end"),
         entry(AppSettings::reduceMotion, "Change without movement what is shown"),
         entry(MacCleanupPolicy::aiCleanupEnabled, "A language model polishes what is dictated"),
+        entry(LanguageModelSettings::address, "Where the language model's server is",
+            refuseLanguageModel),
+        entry(LanguageModelSettings::allowsOtherHosts,
+            "Send what is dictated to a server on another machine, too"),
+        entry(LanguageModelSettings::name, "The language model, as nimbe model list shows it",
+            refuseEmpty),
+        entry(LanguageModelSettings::deadline,
+            "Seconds that a dictation waits for its polished text", refuseDeadline),
+        entry(OnDeviceTransformer::emailSignatureName, "The name under e-mails"),
+        entry(PromptFetcher::serviceAddress,
+            "Where newer instructions for transforms are asked for", refuseService),
         entry(InsertSettings::insertSoundEnabled, "Play a sound when text was inserted"),
         entry(PasteRules::own, "How programs paste: CLASS or CLASS=CHORD each", refuseRules),
         entry(MicrophoneSelection::selectedInput, "The microphone, by its ID in nimbe devices",

@@ -59,6 +59,13 @@ TEST_F(SettingsCommandTest, whatIsSetIsStoredAndToldUntilItIsReset) {
             R"(["-x","a,b=insert"])", "-x\na,b=insert\n"},
         {"updateServiceAddress", {"https://a.example/"}, std::string("https://a.example/"),
             R"("https://a.example/")", "https://a.example/\n"},
+        {"languageModelAddress", {"http://10.0.0.7:8080/v1"},
+            std::string("http://10.0.0.7:8080/v1"), R"("http://10.0.0.7:8080/v1")",
+            "http://10.0.0.7:8080/v1\n"},
+        {"languageModelDeadline", {"1"}, std::string("1"), R"("1")", "1\n"},
+        {"languageModelDeadline", {"120"}, std::string("120"), R"("120")", "120\n"},
+        {"emailSignatureName", {"Zo\xC3\xAB"}, std::string("Zo\xC3\xAB"), "\"Zo\xC3\xAB\"",
+            "Zo\xC3\xAB\n"},
     };
     for (const auto& c : cases) {
         std::vector<const char*> words{"set", c.key};
@@ -99,6 +106,14 @@ TEST_F(SettingsCommandTest, whatASettingDoesNotTakeIsRefusedWithAReason) {
         {{"set", "speechModelBaseAddress", "https://me:pw@a.example"}, "or a password."},
         {{"set", "speechModelBaseAddress", "a.example"}, "must be an https or http address."},
         {{"set", "selectedInputDeviceUID", ""}, "cannot be empty"},
+        {{"set", "languageModelAddress", "127.0.0.1:11434"}, "must be an http or https address"},
+        {{"set", "languageModelAddress", "http://me:pw@127.0.0.1"}, "name, password"},
+        {{"set", "languageModelName", " "}, "cannot be empty"},
+        {{"set", "languageModelDeadline", "0"}, "a whole number of seconds, 1 to 120."},
+        {{"set", "languageModelDeadline", "121"}, "1 to 120."},
+        {{"set", "languageModelDeadline", "2.5"}, "1 to 120."},
+        {{"set", "languageModelDeadline", "8 s"}, "1 to 120."},
+        {{"set", "promptServiceAddress", "http://a.example"}, "must be an https address"},
     };
     for (const auto& c : cases) {
         const auto result = run(c.words);
