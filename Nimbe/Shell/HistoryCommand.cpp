@@ -9,6 +9,7 @@
 #include "Foundation/Text.h"
 #include "NimbeKitCore/History/MarkdownExporter.h"
 #include "NimbeKitCore/History/NotesDayGrouping.h"
+#include "NimbeShell/HistoryID.h"
 #include "NimbeShell/HistoryText.h"
 #include "NimbeShell/Input.h"
 
@@ -64,30 +65,6 @@ private:
     [[nodiscard]] bool isStopped();
 };
 
-const UUID& idOf(const DictationEntry& entry) {
-    return entry.id;
-}
-
-const UUID& idOf(const TrashedEntry& item) {
-    return item.entry.id;
-}
-
-/// Upper case; absent for what cannot be the beginning of an id.
-std::optional<std::string> idPrefix(const std::string& text) {
-    constexpr std::size_t shortest = 4;
-    constexpr std::string_view form = "00000000-0000-0000-0000-000000000000";
-    if (text.size() < shortest || text.size() > form.size()) return std::nullopt;
-    std::string prefix;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto digit = std::string_view("0123456789abcdefABCDEF").find(text[i]);
-        if ((form[i] == '-') != (text[i] == '-')) return std::nullopt;
-        if (form[i] != '-' && digit == std::string_view::npos) return std::nullopt;
-        const bool isLower = text[i] >= 'a';
-        prefix += isLower ? static_cast<char>(text[i] - 'a' + 'A') : text[i];
-    }
-    return prefix;
-}
-
 int HistoryCommand::fail(const std::string& message) {
     streams.output.flush();
     streams.error << "nimbe history: " << message << "\n";
@@ -107,13 +84,8 @@ int HistoryCommand::ended(const std::string& done) {
 bool HistoryCommand::hasProblem() {
     const auto problem = history.problem();
     if (!problem) return false;
-    (void)fail(std::string(problem->sentence));
-    if (problem->kind == HistoryProblem::Kind::keyLocked)
-        streams.error << "Unlock it, for instance by logging in to the desktop, and try again.\n";
-    if (problem->kind == HistoryProblem::Kind::keyUnavailable)
-        streams.error
-            << "Nothing was changed. Without its key the history cannot be opened; it is in "
-               "the desktop's keyring\nor in a file beside the settings.\n";
+    streams.output.flush();
+    sayProblem(*problem, "nimbe history", streams.error);
     return true;
 }
 
@@ -124,27 +96,15 @@ bool HistoryCommand::isStopped() {
 template <typename Record>
 const Record* HistoryCommand::find(
     const std::vector<Record>& records, const std::string& id, const char* where) {
-    const auto prefix = idPrefix(id).value_or("");
-    const auto isNamed = [&](const Record& record) {
-        return idOf(record).text().starts_with(prefix);
-    };
-    const auto found = std::find_if(records.begin(), records.end(), isNamed);
-    if (found == records.end()) {
-        (void)fail("There is no dictation " + id + where + ".");
-        return nullptr;
-    }
-    // The same id twice in the trash is one dictation.
-    const bool isClear = std::all_of(found + 1, records.end(),
-        [&](const Record& record) { return !isNamed(record) || idOf(record) == idOf(*found); });
-    if (isClear) return &*found;
-    (void)fail("Several dictations begin with " + id + ". Give more of the id.");
+    const auto found = HistoryID::find(records, id, where);
+    if (found) return *found;
+    (void)fail(found.error());
     return nullptr;
 }
 
 int HistoryCommand::run() {
     for (const auto& id : options.ids)
-        if (!idPrefix(id))
-            return refuse("\"" + id + "\" is no id, nor at least four digits of one.");
+        if (!HistoryID::prefix(id)) return refuse(HistoryID::refusal(id));
     switch (options.verb) {
     case Verb::list: return list();
     case Verb::search: return search();
