@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "Foundation/HttpClient.h"
 #include "Foundation/Log.h"
@@ -19,9 +20,20 @@ public:
     static constexpr Seconds remembered = 10;
     /// For a server to say what it has.
     static constexpr Seconds probeDeadline = 2;
+    /// For a model to be loaded; a large one on a slow disk takes a minute.
+    static constexpr Seconds prewarmDeadline = 120;
+
+    /// Of this machine, asked where no address is set: llama.cpp's old and new one, Ollama's,
+    /// LM Studio's. The first with a usable model counts.
+    struct Options {
+        std::vector<int> ports = {8080, 9931, 11434, 1234};
+    };
 
     /// Lent; all outlive the model.
-    ChatCompletionsModel(MainActor& actor, HttpClient& http, UserDefaults& defaults, LogSink& log);
+    ChatCompletionsModel(MainActor& actor, HttpClient& http, UserDefaults& defaults, LogSink& log)
+        : ChatCompletionsModel(actor, http, defaults, log, Options()) {}
+    ChatCompletionsModel(
+        MainActor& actor, HttpClient& http, UserDefaults& defaults, LogSink& log, Options options);
     ~ChatCompletionsModel() override;
     ChatCompletionsModel(const ChatCompletionsModel&) = delete;
     ChatCompletionsModel& operator=(const ChatCompletionsModel&) = delete;
