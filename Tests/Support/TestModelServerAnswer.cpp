@@ -29,6 +29,13 @@ std::size_t endOfCharacters(std::string_view text, std::size_t most) {
     return at;
 }
 
+/// The end of as many characters as fit into `most` bytes.
+std::size_t endWithin(std::string_view text, std::size_t most) {
+    if (most >= text.size()) return text.size();
+    while (most > 0 && (static_cast<unsigned char>(text[most]) & 0xC0) == 0x80) --most;
+    return most;
+}
+
 /// What is around the choices of an answer or of a piece of one.
 class Envelope {
 public:
@@ -126,7 +133,7 @@ TestModelServerAnswer TestModelServerAnswer::of(const Options& options, const Re
     if (request.thinks && options.thinking == Options::Thinking::apart) answer.reasoning = thought;
     if (request.thinks && options.thinking == Options::Thinking::inlined)
         answer.content = "<think>\n" + thought + "\n</think>\n\n" + answer.content;
-    const auto half = endOfCharacters(answer.content, answer.content.size() / 2);
+    const auto half = endWithin(answer.content, answer.content.size() / 2);
     if (options.misbehaviour == TestMisbehaviour::length) {
         answer.content.erase(half);
         answer.finishReason = "length";
@@ -139,7 +146,7 @@ TestModelServerAnswer TestModelServerAnswer::of(const Options& options, const Re
     const auto most = static_cast<std::size_t>(*request.mostTokens) * 4;
     const auto left = most - std::min(most, answer.reasoning.size());
     answer.reasoning.erase(std::min(most, answer.reasoning.size()));
-    const auto end = endOfCharacters(answer.content, left);
+    const auto end = endWithin(answer.content, left);
     if (end < answer.content.size()) answer.finishReason = "length";
     answer.content.erase(end);
     return answer;
