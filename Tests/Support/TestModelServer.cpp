@@ -63,10 +63,14 @@ Page misdelivered(Page page, const Options& options, const std::vector<std::stri
         if (!events.empty()) page.pieces = TestHttpServer::inPieces(std::move(single));
         break;
     }
-    case endless:
-        page.pieces = events.empty() ? aGibibyte("{\"choices\":", std::string(65536, ' '))
-                                     : aGibibyte(events.front(), repeated(events.at(1), 65536));
+    case endless: {
+        // The piece in the middle is one of the text, and stands there for ever.
+        const auto middle = events.begin() + static_cast<std::ptrdiff_t>(events.size() / 2);
+        page.pieces = events.empty()
+                          ? aGibibyte("{\"choices\":", std::string(65536, ' '))
+                          : aGibibyte(joined({events.begin(), middle}), repeated(*middle, 65536));
         break;
+    }
     case huge: {
         const auto cut = bytes.find("\"content\":\"");
         page.pieces =

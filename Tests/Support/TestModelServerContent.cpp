@@ -110,7 +110,7 @@ std::string testModelWrites(
         return filledWith(question, tenTimes);
     }
     case notUtf8: return filledWith(question, text + std::string(notUtf8Mark) + text);
-    case nul: return filledWith(question, text + std::string(1, '\0') + text);
+    case nul: return filledWith(question, std::string(1, '\0') + text);
     case deep: return R"({"text":)" + std::string(100'000, '[') + std::string(100'000, ']') + "}";
     case none:
     case hang:
