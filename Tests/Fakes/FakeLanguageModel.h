@@ -1,6 +1,7 @@
 #pragma once
 
 #include <deque>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -23,6 +24,7 @@ public:
     int refreshed = 0;
     Published<Availability> published{
         Availability{.kind = Availability::Kind::available, .model = "tiny"}};
+    std::optional<Availability> found; // by the next checks; absent: what is published
 
     /// The next answer is an object with this one text.
     void answer(std::string_view field, std::string text, bool isWhole = true) {
@@ -41,6 +43,7 @@ public:
     void refresh() override { ++refreshed; }
     [[nodiscard]] Task<Availability> check() override {
         refresh();
+        if (found) published.set(*found);
         co_return published.get();
     }
     void prewarm(std::string instructions) override {
