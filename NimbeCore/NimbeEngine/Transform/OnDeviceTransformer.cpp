@@ -100,7 +100,7 @@ std::string bulletList(const Json& content) {
     return list;
 }
 
-/// Empty, too, where the body is nothing but a greeting and a sign-off.
+/// Empty where nothing is left of the body: a frame around nothing is no e-mail.
 std::string email(const Json& content, std::string_view signature) {
     const auto body = textOf(content, "body");
     const auto words = formatSpokenStructure(EmailBodyFormatter::stripGreetingAndSignOff(body));
