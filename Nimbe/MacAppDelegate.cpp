@@ -58,7 +58,7 @@ void MacAppDelegate::terminate(
 
 Task<void> MacAppDelegate::end(
     MacDictationController& controller, AXInserter& inserter, std::function<void()> quit) {
-    if (controller.stopRecording()) log.info("app: ends after the dictation that is going on");
+    if (controller.wrapUp()) log.info("app: ends after the dictation that is going on");
     auto finishing = withDeadline(actor, patience, dictationEnded(actor, controller));
     const auto hasEnded = co_await finishing;
     if (!hasEnded) log.error("app: the dictation did not end in time");

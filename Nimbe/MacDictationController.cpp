@@ -4,6 +4,8 @@
 #include <utility>
 
 #include "Foundation/Text.h"
+#include "NimbeApp/AppSettings.h"
+#include "NimbeEngine/Cleanup/TextCleaner.h"
 #include "NimbeEngine/Speech/AppleSpeechEngine.h"
 #include "NimbeEngine/Text/DictationText.h"
 #include "NimbeEngine/Text/TranscriptOutcome.h"
@@ -14,6 +16,10 @@ namespace {
 template <typename T>
 Task<T> result(Completion<T> completion) {
     co_return co_await completion;
+}
+
+Task<void> pass(Task<std::string> text, Completion<std::optional<std::string>> to) {
+    to.complete(co_await text);
 }
 
 } // namespace
@@ -28,6 +34,7 @@ MacDictationController::MacDictationController(Platform given)
 
 void MacDictationController::start() {
     const auto weak = weak_from_this();
+    takeMode();
     if (const auto front = platform.workspace.frontmostApplication()) appActivated(*front);
     activations = platform.workspace.observeActivation([weak](const auto& application) {
         if (const auto self = weak.lock()) self->appActivated(application);
@@ -51,6 +58,11 @@ void MacDictationController::start() {
 
 void MacDictationController::appActivated(const RunningApplication& application) {
     if (!platform.workspace.isThisApplication(application)) lastExternalApp = application;
+}
+
+void MacDictationController::takeMode() {
+    const auto mode = dictationMode(platform.defaults.get(AppSettings::dictationMode));
+    _mode.set(mode.value_or(DictationMode::messaging));
 }
 
 /// The Option key is a trigger exactly while no shortcut is recorded.
@@ -84,7 +96,11 @@ void MacDictationController::press() {
         startFinish();
         return;
     }
-    if (finishing) return;
+    if (finishing) {
+        // Whoever wants to speak on does not want to wait for a model.
+        (void)skipPolishing();
+        return;
+    }
     if (pendingFinish.isRunning()) {
         pendingFinish.reset();
         _interaction.set(Interaction::latched);
@@ -102,6 +118,8 @@ void MacDictationController::beginRun() {
     if (beganInOwnWindow) targetApp = lastExternalApp;
     _targetName.set(targetApp ? targetApp->localizedName : std::nullopt);
     _interaction.set(Interaction::holding);
+    takeMode();
+    if (cleanupPath() == MacCleanupPolicy::Path::model) platform.prewarm(_mode.get());
     tasks.start(startRun(weak_from_this(), runGeneration));
 }
 
@@ -143,6 +161,7 @@ bool MacDictationController::startLatched() {
 }
 
 bool MacDictationController::stopRecording() {
+    if (skipPolishing()) return true;
     if (!_interaction.get() && !pendingFinish.isRunning()) return false;
     pendingFinish.reset();
     _interaction.set(std::nullopt);
@@ -159,6 +178,18 @@ bool MacDictationController::cancelRecording() {
     _targetName.set(std::nullopt);
     hudToken.reset();
     _phase.set({Phase::Kind::idle});
+    return true;
+}
+
+bool MacDictationController::wrapUp() {
+    skipsCleanup = true;
+    return stopRecording();
+}
+
+/// False: nothing is being polished.
+bool MacDictationController::skipPolishing() {
+    if (!polishing) return false;
+    polishing->complete(std::nullopt);
     return true;
 }
 
@@ -225,7 +256,46 @@ Task<std::string> MacDictationController::spokenText(Weak weakSelf) {
     if (weakSelf.expired()) co_return {};
     auto stopping = engine.stop();
     auto raw = co_await stopping;
-    co_return finishedWithoutCleanup(raw);
+    auto finishing = finishedText(weakSelf, std::move(raw));
+    co_return co_await finishing;
+}
+
+MacCleanupPolicy::Path MacDictationController::cleanupPath() const {
+    const bool isEnabled = platform.defaults.get(MacCleanupPolicy::aiCleanupEnabled);
+    return MacCleanupPolicy::path(isEnabled, _mode.get());
+}
+
+Task<std::string> MacDictationController::finishedText(Weak weakSelf, std::string raw) {
+    const auto self = weakSelf.lock();
+    if (!self) co_return {};
+    switch (self->cleanupPath()) {
+    case MacCleanupPolicy::Path::rules: co_return finishedWithoutCleanup(raw);
+    case MacCleanupPolicy::Path::raw: co_return raw;
+    case MacCleanupPolicy::Path::model: break;
+    }
+    auto polishing = polishedText(weakSelf, std::move(raw));
+    co_return co_await polishing;
+}
+
+Task<std::string> MacDictationController::polishedText(Weak weakSelf, std::string raw) {
+    auto self = weakSelf.lock();
+    if (!self) co_return {};
+    auto fallback = TextCleaner::fallback(raw);
+    if (fallback.empty() || self->skipsCleanup) co_return fallback;
+    const Completion<std::optional<std::string>> first(self->platform.actor);
+    auto processing = self->platform.processor.process(std::move(raw), self->_mode.get());
+    const auto running = startTask(self->platform.actor, pass(std::move(processing), first));
+    self->polishing = first;
+    self->_isPolishing.set(true);
+    self.reset();
+
+    auto polished = co_await first;
+
+    self = weakSelf.lock();
+    if (!self) co_return {};
+    self->polishing.reset();
+    self->_isPolishing.set(false);
+    co_return polished ? std::move(*polished) : std::move(fallback);
 }
 
 Task<void> MacDictationController::finishRun(Weak weakSelf, std::int64_t generation) {

@@ -17,6 +17,8 @@
 #include "NimbeApp/OptionKeyMonitor.h"
 #include "NimbeApp/SystemSound.h"
 #include "NimbeApp/Workspace.h"
+#include "NimbeEngine/Cleanup/MacCleanupPolicy.h"
+#include "NimbeEngine/Cleanup/TextProcessor.h"
 #include "NimbeEngine/Speech/DictationEngine.h"
 #include "NimbeKitCore/History/DictationHistory.h"
 
@@ -49,6 +51,7 @@ public:
         KeyboardShortcuts& shortcuts;
         CaptureHUD& hud;
         SystemSound& sound;
+        TextProcessor& processor; // of the AI cleanup
         UserDefaults& defaults;
         LogSink& log;
         OptionKeyMonitor::Platform optionKey;
@@ -67,6 +70,9 @@ public:
             [](const std::function<void()>& job) {
                 job();
             };
+        /// A dictation that the processor will be given has begun.
+        std::function<void(DictationMode)> prewarm = [](DictationMode) {
+        };
         /// What was dictated has been added to the history.
         std::function<void(const DictationEntry&)> onSaved = [](const DictationEntry&) {
         };
@@ -102,6 +108,7 @@ public:
     Published<std::map<std::string, int>> _outcomes; // how often each outcome came
     Published<std::optional<Interaction>> _interaction;
     Published<std::optional<std::string>> _notice; // the last dictation was not saved, and why
+    Published<bool> _isPolishing;                  // the processor has the text
 
     /// The trigger is the Option key, and no recorded shortcut.
     [[nodiscard]] bool usesOptionKey() const { return optionMonitor != nullptr; }
@@ -117,10 +124,13 @@ public:
     void optionDoubleTap();
 
     // From the menu and from other programs; false: not now.
-    bool startLatched(); // records hands-free
-    bool stopRecording();
+    bool startLatched();    // records hands-free
+    bool stopRecording();   // or, while a text is being polished, has it as the rules make it
     bool cancelRecording(); // forgets what was said
     bool toggle();
+
+    /// The program is about to end: as stopRecording(), and from now on nothing is polished.
+    bool wrapUp();
 
 private:
     explicit MacDictationController(Platform platform);
@@ -138,6 +148,8 @@ private:
     Seconds runBeganAt = 0;
     TaskHandle pendingFinish;
     bool finishing = false;
+    bool skipsCleanup = false;
+    std::optional<Completion<std::optional<std::string>>> polishing; // absent: go without
     std::int64_t runGeneration = 0;
     TaskScope tasks;
 
@@ -147,6 +159,7 @@ private:
     using Weak = std::weak_ptr<MacDictationController>;
     void appActivated(const RunningApplication& application);
     void applyTrigger();
+    void takeMode();
     void beginRun();
     void startFinish();
     void microphoneFailed();
@@ -160,6 +173,10 @@ private:
     [[nodiscard]] static Task<void> finishLater(Weak weakSelf, MainActor& actor, Seconds delay);
     [[nodiscard]] static Task<void> finishRun(Weak weakSelf, std::int64_t generation);
     [[nodiscard]] static Task<std::string> spokenText(Weak weakSelf);
+    [[nodiscard]] static Task<std::string> finishedText(Weak weakSelf, std::string raw);
+    [[nodiscard]] static Task<std::string> polishedText(Weak weakSelf, std::string raw);
+    bool skipPolishing();
+    [[nodiscard]] MacCleanupPolicy::Path cleanupPath() const;
     [[nodiscard]] static Task<void> reset(Weak weakSelf, MainActor& actor, std::int64_t generation);
 };
 

@@ -12,9 +12,13 @@
 #include "NimbeApp/ObsidianExporter.h"
 #include "NimbeApp/UpdateChecker.h"
 #include "NimbeEngine/Audio/MacAudioDeviceStore.h"
+#include "NimbeEngine/Cleanup/MacCleanupPolicy.h"
+#include "NimbeEngine/Cleanup/OnDeviceProcessor.h"
 #include "NimbeEngine/Speech/AppleSpeechEngine.h"
 #include "NimbeEngine/Speech/LocalSpeechEngine.h"
 #include "NimbeEngine/Speech/SpeechModelAssets.h"
+#include "NimbeEngine/Transform/OnDeviceTransformer.h"
+#include "NimbeEngine/Transform/PromptFetcher.h"
 #include "NimbeGround/Ground.h"
 #include "NimbeUI/DesktopUI.h"
 #include "NimbeUI/QuickCaptureHUD.h"
@@ -25,6 +29,7 @@
 #include "PlatformDesktop/XdgDocumentOpener.h"
 #include "PlatformDesktop/XdgLoginItem.h"
 #include "PlatformHttp/CurlHttpClient.h"
+#include "PlatformLanguageModel/ChatCompletionsModel.h"
 #include "PlatformLog/JournalLog.h"
 #include "PlatformQt/QtFolderPicker.h"
 #include "PlatformQt/QtMainActor.h"
@@ -139,6 +144,9 @@ public:
           loginItem(XdgLoginItem::Places::find(ground.folders, executablePath()), ground.log),
           http(actor), updates(UpdateChecker::create({actor, http, ground.defaults, opener,
                            ground.log, {std::string(NIMBE_VERSION), std::string(NIMBE_BUILD)}})),
+          model(actor, http, ground.defaults, ground.log), processor(actor, model, ground.defaults),
+          prompts(ground.defaults, ground.log), transformer(model, prompts, ground.defaults),
+          promptFetcher(PromptFetcher::create({actor, http, ground.defaults, prompts, ground.log})),
           exporter(ObsidianExporter::create({actor, ground.defaults, picker, files, ground.log})),
           controller(MacDictationController::create(dictationPlatform(display))),
           ui(services(display), hud) {}
@@ -189,6 +197,11 @@ private:
     XdgLoginItem loginItem;
     CurlHttpClient http;
     std::shared_ptr<UpdateChecker> updates;
+    ChatCompletionsModel model;
+    OnDeviceProcessor processor;
+    PromptRegistry prompts;
+    OnDeviceTransformer transformer;
+    std::shared_ptr<PromptFetcher> promptFetcher;
     QtFolderPicker picker{actor};
     AtomicFileWriter files;
     std::shared_ptr<ObsidianExporter> exporter;
@@ -212,13 +225,16 @@ private:
         const auto inBackground = [this](std::function<void()> job) {
             background.post(std::move(job));
         };
+        const auto prewarm = [this](DictationMode mode) {
+            processor.prewarm(mode);
+        };
         const auto onSaved = [this](const DictationEntry& entry) {
             exporter->autoExport(entry);
         };
         return {actor, hearing.engine, history.history, inserter, *display.workspace, shortcuts,
-            hud, sound, ground.defaults, ground.log,
+            hud, sound, processor, ground.defaults, ground.log,
             {actor, *display.keys, *display.keys, delegate}, doubleClickInterval, whenReady,
-            ownField, inBackground, onSaved};
+            ownField, inBackground, prewarm, onSaved};
     }
 
     [[nodiscard]] DesktopServices services(Display& display) {
@@ -238,6 +254,10 @@ private:
         loginItem.followProgram();
         delegate.applicationDidFinishLaunching();
         updates->start();
+        promptFetcher->start();
+        // The first dictation shall find a model that is loaded.
+        if (ground.defaults.get(MacCleanupPolicy::aiCleanupEnabled))
+            processor.prewarm(controller->_mode.get());
         Log(ground.log, "app").info("app: launched");
         unlockKeyring();
     }

@@ -27,6 +27,11 @@ void CaptureViewModel::follow(MacDictationController& controller) {
         usesOptionKey = controller.usesOptionKey();
         update();
     });
+    observers[6] = controller._isPolishing.observe([this](bool now) {
+        isPolishing = now;
+        update();
+    });
+    isPolishing = controller._isPolishing.get();
     phase = controller._phase.get().kind;
     isLatched = controller._interaction.get() == MacDictationController::Interaction::latched;
     update();
@@ -104,7 +109,7 @@ QString CaptureViewModel::hint() const {
         if (!isLatched) return {};
         return usesOptionKey ? tr("Hands-free. Tap Alt twice to finish.")
                              : tr("Hands-free. Press again to finish.");
-    case Stage::finalizing: return tr("Finishing…");
+    case Stage::finalizing: return isPolishing ? tr("Polishing…") : tr("Finishing…");
     case Stage::result: return {};
     }
     return {};

@@ -69,13 +69,14 @@ private:
     bool isActive = false;
     Stage current = Stage::preparing;
     bool isLatched = false;
+    bool isPolishing = false;
     bool usesOptionKey = false;
     std::optional<CaptureHUD::Result> result;
     QString tail;
     QList<double> shownLevels;
     std::optional<MacDictationController::Phase::Kind> phase;
     std::optional<double> download;
-    Token observers[6];
+    Token observers[7];
 
     void update();
     void takeTranscript(const std::string& text);

@@ -17,6 +17,7 @@
 #include "Fakes/FakeLogSink.h"
 #include "Fakes/FakePasteboard.h"
 #include "Fakes/FakeSpeechAssets.h"
+#include "Fakes/FakeTextProcessor.h"
 #include "Fakes/FakeTranscriptionEngine.h"
 #include "Fakes/FakeWorkspace.h"
 #include "Fakes/MemoryUserDefaults.h"
@@ -97,6 +98,7 @@ struct UIScene {
     FakeHotKeys hotKeys;
     KeyboardShortcuts shortcuts{hotKeys, defaults, log};
     SilentSound sound;
+    FakeTextProcessor processor;
     DictationHistory history{defaults, log};
     FakeAudioInput& input;
     MacAudioDeviceStore microphones{actor, input, defaults, log};
@@ -112,7 +114,7 @@ struct UIScene {
         UpdateChecker::create({actor, http, defaults, opener, log, BuildStamp{"0.1.0", "1"}});
     std::shared_ptr<MacDictationController> dictation =
         MacDictationController::create({actor, engine, history, inserter, workspace, shortcuts, hud,
-            sound, defaults, log, {actor, keys, trust, launch}, [] { return 0.4; },
+            sound, processor, defaults, log, {actor, keys, trust, launch}, [] { return 0.4; },
             [](const std::function<void()>& ready) {
                 ready();
             }});

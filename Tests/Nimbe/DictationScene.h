@@ -11,6 +11,7 @@
 #include "Fakes/FakeLogSink.h"
 #include "Fakes/FakePasteboard.h"
 #include "Fakes/FakeSpeechAssets.h"
+#include "Fakes/FakeTextProcessor.h"
 #include "Fakes/FakeTranscriptionEngine.h"
 #include "Fakes/FakeWorkspace.h"
 #include "Fakes/ManualMainActor.h"
@@ -59,6 +60,8 @@ struct DictationScene {
     KeyboardShortcuts shortcuts{hotKeys, defaults, log};
     FakeCaptureHUD hud;
     CountingSound sound;
+    FakeTextProcessor processor;
+    std::vector<DictationMode> prewarmed;
     std::vector<std::function<void()>> waitingForModel;
     bool isModelReady = true;
     std::function<void(std::function<void()>)> inBackground = [](const std::function<void()>& job) {
@@ -82,22 +85,24 @@ struct DictationScene {
         };
     }
     void start() {
-        controller = MacDictationController::create({actor, engine, history, inserter, workspace,
-            shortcuts, hud, sound, defaults, log, {actor, keys, trust, launch}, [] { return 0.4; },
-            [this](std::function<void()> ready) {
-                if (isModelReady)
-                    ready();
-                else
-                    waitingForModel.push_back(std::move(ready));
-            },
-            [this](const std::string& text) {
-                if (hasOwnField) taken.push_back(text);
-                return hasOwnField;
-            },
-            [this](std::function<void()> job) { inBackground(std::move(job)); },
-            [this](const DictationEntry& entry) {
-                told.push_back(entry);
-            }});
+        controller = MacDictationController::create(
+            {actor, engine, history, inserter, workspace, shortcuts, hud, sound, processor,
+                defaults, log, {actor, keys, trust, launch}, [] { return 0.4; },
+                [this](std::function<void()> ready) {
+                    if (isModelReady)
+                        ready();
+                    else
+                        waitingForModel.push_back(std::move(ready));
+                },
+                [this](const std::string& text) {
+                    if (hasOwnField) taken.push_back(text);
+                    return hasOwnField;
+                },
+                [this](std::function<void()> job) { inBackground(std::move(job)); },
+                [this](DictationMode mode) { prewarmed.push_back(mode); },
+                [this](const DictationEntry& entry) {
+                    told.push_back(entry);
+                }});
         controller->start();
         actor.runPosted();
     }
