@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "DesktopScene.h"
+#include "DesktopDictation.h"
 #include "Foundation/Text.h"
 #include "Support/Process.h"
 #include "Support/SoundSession.h"
@@ -23,33 +23,6 @@ using Kind = DesktopScene::Kind;
 void pause(int milliseconds) {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
-
-struct DesktopDictation : testing::Test, DesktopScene {
-    std::vector<RecordedSpeech> phrases = RecordedSpeech::phrases();
-    std::vector<RecordedSpeech> sentences = RecordedSpeech::sentences();
-
-    /// Each test begins with nothing stored.
-    void SetUp() override { std::filesystem::remove_all(dataFolder()); }
-    void TearDown() override {
-        windows.key(DesktopWindows::altLeft, false);
-        if (HasFailure() && app) std::cerr << "--- the program's log\n" << app->output();
-        app.reset();
-    }
-    [[nodiscard]] static std::filesystem::path dataFolder() {
-        return std::filesystem::path(std::getenv("XDG_DATA_HOME")) / "nimbe";
-    }
-    [[nodiscard]] static std::filesystem::path sentinel() {
-        return dataFolder() / "launch-sentinel.json";
-    }
-    [[nodiscard]] static std::filesystem::path settingsFile() {
-        return dataFolder() / "settings.sqlite";
-    }
-    /// Few words may be misheard, none may be missing.
-    void expectSaid(const std::string& text, const RecordedSpeech& speech) {
-        const auto errors = WordErrors::between(speech.words, wordsOf(text));
-        EXPECT_LE(errors.wrong, errors.words / 4) << text << "\nsaid: " << speech.said;
-    }
-};
 
 struct DesktopWithoutXtest : DesktopDictation {};
 
