@@ -38,6 +38,9 @@ void benchmarkHistory();
 /// The figures of sound and speech; feeds dictations in real time.
 void benchmarkSpeech();
 
+/// The figures of the AI cleanup, with a server of the tests' own.
+void benchmarkLanguage();
+
 /// The figures of the whole application on a desktop; dictates in real time.
 void benchmarkDesktop();
 
