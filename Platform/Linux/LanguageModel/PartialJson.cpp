@@ -153,8 +153,9 @@ bool PartialJson::takeEscape(char c, std::size_t at) {
         unit = 0;
         return true;
     }
+    if (isHighSurrogate || !isAny(c, "\"\\/bfnrt")) return false;
     textEnd = at + 1;
-    return !isHighSurrogate && isAny(c, "\"\\/bfnrt");
+    return true;
 }
 
 bool PartialJson::takeHexDigit(char c, std::size_t at) {
