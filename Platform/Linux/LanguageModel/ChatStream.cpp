@@ -11,6 +11,11 @@ bool isGood(int status) {
     return status >= 200 && status < 300;
 }
 
+bool isWhole(const ServerSentEvents::Event& event) {
+    return event.name == "error" || text::trimmed(event.data) == "[DONE]" ||
+           Json::parse(event.data);
+}
+
 } // namespace
 
 void ChatStream::begin(const HttpResponse& head) {
@@ -39,6 +44,8 @@ void ChatStream::finish() {
     if (isOfEvents) {
         std::vector<ServerSentEvents::Event> taken;
         events.finish(taken);
+        // Without its blank line it may have been cut off: it counts where it is whole.
+        std::erase_if(taken, [](const auto& last) { return !isWhole(last); });
         takeEvents(taken);
     } else if (!isGood(status)) {
         refusal = ChatError::ofBody(status, body);
