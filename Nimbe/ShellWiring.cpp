@@ -120,6 +120,10 @@ public:
         dictation.emplace(*ground, *hearing, *module, *named);
         return &dictation->services;
     }
+    const LanguageServices* language(std::ostream& error) override {
+        error << "nimbe: This version cannot ask a language model yet.\n";
+        return nullptr;
+    }
     RemoteInstance& remote() override { return instance; }
 
 private:

@@ -1,5 +1,6 @@
 #include "NimbeShell/CommandLine.h"
 
+#include <array>
 #include <optional>
 #include <ostream>
 
@@ -7,6 +8,7 @@
 
 #include "NimbeShell/FormatCommand.h"
 #include "NimbeShell/HistoryCommand.h"
+#include "NimbeShell/LanguageVerbs.h"
 #include "NimbeShell/ModelsCommand.h"
 #include "NimbeShell/RemoteVerbs.h"
 #include "NimbeShell/SettingsVerbs.h"
@@ -154,7 +156,7 @@ std::optional<std::string> missingVerb(const CLI::App& app, const char* const* w
 
 /// The verb with verbs of its own that the first word names.
 const CLI::App* groupOf(
-    int argc, const char* const* argv, std::initializer_list<const CLI::App*> groups) {
+    int argc, const char* const* argv, const std::array<const CLI::App*, 4>& groups) {
     for (const auto* group : groups)
         if (argc > 1 && group->check_name(argv[1])) return group;
     return nullptr;
@@ -180,6 +182,7 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
     HistoryVerbs historyVerbs(*historyVerb, history);
     historyVerbs.addAll();
     SpeechVerbs speech(app);
+    LanguageVerbs language(app);
 
     ModelsOptions models;
     auto* modelsVerb = app.add_subcommand("models", "Install and check speech models");
@@ -190,13 +193,15 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
     SettingsVerbs settings(app);
     RemoteVerbs remote(app);
 
+    const std::array<const CLI::App*, 4> groups{
+        historyVerb, modelsVerb, settings.app(), language.group()};
     const auto refuse = [&](const std::string& message) {
         streams.error << "nimbe: " << message << "\n";
         if (formatVerb->parsed())
             streams.error
                 << "Usage: nimbe format [--step NAME] [--no-preserve-case] [--json] < TEXT\n"
                    "nimbe format --help tells more.\n";
-        else if (const auto* group = groupOf(argc, argv, {historyVerb, modelsVerb, settings.app()}))
+        else if (const auto* group = groupOf(argc, argv, groups))
             streams.error << "Usage: nimbe " << group->get_name() << " VERB [OPTIONS]\nnimbe "
                           << group->get_name() << " --help lists the verbs.\n";
         else if (speech.isParsed())
@@ -208,7 +213,7 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
         return ExitCode::usage;
     };
     if (const auto message = missingVerb(app, argv + 1, argc - 1)) return refuse(*message);
-    if (const auto* group = groupOf(argc, argv, {historyVerb, modelsVerb, settings.app()}))
+    if (const auto* group = groupOf(argc, argv, groups))
         if (const auto message = missingVerb(*group, argv + 2, argc - 2)) return refuse(*message);
     try {
         app.parse(argc, argv);
@@ -223,6 +228,7 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
         return modelServices ? runModels(models, *modelServices, streams) : ExitCode::failure;
     }
     if (speech.isParsed()) return speech.run(services, streams);
+    if (language.isParsed()) return language.run(services, streams);
     if (settings.isParsed()) return settings.run(services, streams);
     if (remote.isParsed()) return remote.run(services, streams);
     const auto* historyServices = services.history(streams.error);

@@ -3,6 +3,7 @@
 #include "NimbeApp/RemoteInstance.h"
 #include "NimbeShell/DevicesCommand.h"
 #include "NimbeShell/HistoryCommand.h"
+#include "NimbeShell/LanguageServices.h"
 #include "NimbeShell/ListenCommand.h"
 #include "NimbeShell/ModelsCommand.h"
 #include "NimbeShell/TranscribeCommand.h"
@@ -28,6 +29,10 @@ public:
     /// With the model of that id; empty: the default.
     [[nodiscard]] virtual const ListenServices* listening(
         const std::string& model, std::ostream& error) = 0;
+
+    /// Null, with a message on `error`, when there is no place for the user's data or what
+    /// asks servers cannot be loaded.
+    [[nodiscard]] virtual const LanguageServices* language(std::ostream& error) = 0;
 
     /// The application that runs, if one does.
     [[nodiscard]] virtual RemoteInstance& remote() = 0;

@@ -17,6 +17,7 @@ public:
         const std::string& /*model*/, std::ostream& /*error*/) override {
         return nullptr;
     }
+    const LanguageServices* language(std::ostream& /*error*/) override { return nullptr; }
     RemoteInstance& remote() override { return instance; }
 
     FakeRemoteInstance instance;
