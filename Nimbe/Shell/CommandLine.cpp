@@ -206,6 +206,8 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
                           << group->get_name() << " --help lists the verbs.\n";
         else if (speech.isParsed())
             streams.error << speech.usage();
+        else if (language.isParsed())
+            streams.error << language.usage();
         else if (remote.isParsed())
             streams.error << remote.usage();
         else

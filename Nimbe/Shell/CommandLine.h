@@ -14,8 +14,9 @@ struct Streams {
 /// How a verb ended.
 struct ExitCode {
     static constexpr int success = 0;
-    static constexpr int failure = 1; // the input is bad or the output cannot be written
-    static constexpr int usage = 2;   // the command line is wrong
+    static constexpr int failure = 1;       // the input is bad or the output cannot be written
+    static constexpr int usage = 2;         // the command line is wrong
+    static constexpr int interrupted = 130; // as shells have it for Ctrl+C
 };
 
 class ShellServices;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "NimbeShell/CommandLine.h"
 
@@ -23,6 +24,8 @@ public:
     /// The one that has verbs of its own.
     [[nodiscard]] const CLI::App* group() const;
     [[nodiscard]] bool isParsed() const;
+    /// For whoever used the verb without verbs of its own wrongly; empty: it was not that.
+    [[nodiscard]] std::string usage() const;
     [[nodiscard]] int run(ShellServices& services, Streams streams) const;
 
 private:
