@@ -22,19 +22,28 @@ void addFormat(CLI::App& app, FormatOptions& options) {
     auto* keep = app.add_flag_callback(
         "--preserve-case", [&] { options.preserveCase = true; },
         "Leave the first letter's case as it is (the default)");
-    app.add_flag_callback(
-           "--no-preserve-case", [&] { options.preserveCase = false; },
-           "Begin with a capital after a filler word")
-        ->excludes(keep);
-    app.add_option("--step", options.step, "Run this step alone")
-        ->option_text("NAME")
-        ->check(CLI::IsMember(formatStepNames()));
+    auto* change = app.add_flag_callback(
+        "--no-preserve-case", [&] { options.preserveCase = false; },
+        "Begin with a capital after a filler word");
+    change->excludes(keep);
+    auto* step = app.add_option("--step", options.step, "Run this step alone")
+                     ->option_text("NAME")
+                     ->check(CLI::IsMember(formatStepNames()));
+    auto* polish = app.add_flag("--ai", options.isPolished, "As with AI cleanup on")
+                       ->excludes(step)
+                       ->excludes(keep)
+                       ->excludes(change);
+    app.add_option("--mode", options.mode, "With --ai: what the text is for (notes)")
+        ->type_name("MODE")
+        ->needs(polish)
+        ->check(CLI::IsMember({"messaging", "email", "notes", "coding"}));
     app.add_flag("--json", options.isJson, "Read a JSON string a line, write a JSON value a line");
     app.footer("Steps: spoken-commands, fillers, reflow, dollar-ranges, enumerations,\n"
                "structure, email-body, classify.\n"
                "Without --json the whole input is one text; a newline at its end is left off\n"
                "and the result ends with one. The step \"classify\" writes \"empty\" or\n"
-               "{\"present\": TEXT}.");
+               "{\"present\": TEXT}. With --ai a language model polishes the text, but not for\n"
+               "coding; where none answers in time the rules alone make it.");
 }
 
 using HistoryVerb = HistoryOptions::Verb;
@@ -199,7 +208,7 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
         streams.error << "nimbe: " << message << "\n";
         if (formatVerb->parsed())
             streams.error
-                << "Usage: nimbe format [--step NAME] [--no-preserve-case] [--json] < TEXT\n"
+                << "Usage: nimbe format [--step NAME] [--ai] [--no-preserve-case] [--json] < TEXT\n"
                    "nimbe format --help tells more.\n";
         else if (const auto* group = groupOf(argc, argv, groups))
             streams.error << "Usage: nimbe " << group->get_name() << " VERB [OPTIONS]\nnimbe "
@@ -224,7 +233,7 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
         app.exit(error, streams.output, streams.error); // help or version
         return streams.output.flush() ? ExitCode::success : ExitCode::failure;
     }
-    if (formatVerb->parsed()) return runFormat(format, streams);
+    if (formatVerb->parsed()) return runFormat(format, services, streams);
     if (modelsVerb->parsed()) {
         const auto* modelServices = services.models(streams.error);
         return modelServices ? runModels(models, *modelServices, streams) : ExitCode::failure;

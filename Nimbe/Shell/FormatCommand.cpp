@@ -1,6 +1,7 @@
 #include "NimbeShell/FormatCommand.h"
 
 #include <array>
+#include <functional>
 #include <istream>
 #include <iterator>
 #include <ostream>
@@ -15,6 +16,7 @@
 #include "NimbeEngine/Text/SpokenStructure.h"
 #include "NimbeEngine/Text/TranscriptOutcome.h"
 #include "NimbeShell/Input.h"
+#include "NimbeShell/ModelCleanup.h"
 
 namespace nimbe {
 namespace {
@@ -107,16 +109,22 @@ Read readLine(std::istream& input, std::string& line) {
     }
 }
 
-int formatText(const FormatOptions& options, const Step& step, Streams streams) {
+/// What becomes of each text.
+struct Formatting {
+    std::function<std::string(const std::string&)> run;
+    Step::Result result = Step::Result::text;
+};
+
+int formatText(const Formatting& formatting, Streams streams) {
     const auto text = readText(streams.input, "nimbe format", streams.error);
     if (!text) return ExitCode::failure;
-    const auto result = step.run(*text, options.preserveCase);
+    const auto result = formatting.run(*text);
     streams.output << result;
     if (!result.empty()) streams.output << "\n";
     return outputEnded(streams);
 }
 
-int formatJsonLines(const FormatOptions& options, const Step& step, Streams streams) {
+int formatJsonLines(const Formatting& formatting, Streams streams) {
     std::string line;
     for (std::size_t number = 1;; ++number) {
         const auto here = "Line " + std::to_string(number);
@@ -126,8 +134,8 @@ int formatJsonLines(const FormatOptions& options, const Step& step, Streams stre
         if (read == Read::failed) return fail(streams, here + " cannot be read.");
         const auto json = Json::parse(line);
         if (!json || !json->asString()) return fail(streams, here + " is not a JSON string.");
-        const auto result = step.run(*json->asString(), options.preserveCase);
-        const bool isJson = step.result == Step::Result::json;
+        const auto result = formatting.run(*json->asString());
+        const bool isJson = formatting.result == Step::Result::json;
         streams.output << (isJson ? result : Json(result).text()) << "\n";
         // A program at the other end may wait for this answer before it asks on.
         if (!streams.output.flush()) break;
@@ -144,10 +152,22 @@ std::vector<std::string> formatStepNames() {
     return names;
 }
 
-int runFormat(const FormatOptions& options, Streams streams) {
+int runFormat(const FormatOptions& options, ShellServices& shell, Streams streams) {
+    const auto run = [&](const Formatting& formatting) {
+        return options.isJson ? formatJsonLines(formatting, streams)
+                              : formatText(formatting, streams);
+    };
+    if (options.isPolished) {
+        const auto mode = dictationMode(options.mode);
+        if (!mode) return fail(streams, "There is no mode \"" + options.mode + "\".");
+        ModelCleanup cleanup(*mode, shell, "nimbe format", streams.error);
+        return run({[&](const std::string& text) {
+            return cleanup.finished(text);
+        }});
+    }
     const Step& step = stepNamed(options.step);
-    return options.isJson ? formatJsonLines(options, step, streams)
-                          : formatText(options, step, streams);
+    return run({[&](const std::string& text) { return step.run(text, options.preserveCase); },
+        step.result});
 }
 
 } // namespace nimbe

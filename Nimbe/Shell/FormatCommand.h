@@ -7,10 +7,14 @@
 
 namespace nimbe {
 
+class ShellServices;
+
 struct FormatOptions {
     bool preserveCase = true;
     std::string step = {}; // empty: the whole path
     bool isJson = false;
+    bool isPolished = false;    // as with AI cleanup on; without a step
+    std::string mode = "notes"; // of a polished text
 };
 
 [[nodiscard]] std::vector<std::string> formatStepNames();
@@ -18,6 +22,6 @@ struct FormatOptions {
 /// Standard input to standard output through the text pipeline. The largest
 /// input, or line of JSON, is 256 MiB. Ill-formed UTF-8 becomes U+FFFD with a
 /// note on standard error; a line that is no JSON string ends the run.
-[[nodiscard]] int runFormat(const FormatOptions& options, Streams streams);
+[[nodiscard]] int runFormat(const FormatOptions& options, ShellServices& shell, Streams streams);
 
 } // namespace nimbe

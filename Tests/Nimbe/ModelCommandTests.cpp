@@ -9,7 +9,7 @@ namespace {
 using Availability = LanguageModel::Availability;
 using Settings = LanguageModelSettings;
 
-/// The verbs of the language model.
+/// The verbs model and format --ai.
 class ModelCommandTest : public LanguageShell {
 protected:
     void set(const Setting<std::string>& setting, const char* value) {
@@ -88,10 +88,49 @@ TEST_F(ModelCommandTest, whatIsSetIsToldApartFromWhatIsFound) {
     model.published.set(Availability{Kind::available, "http://a", "", "b", {"a", "b"}});
     EXPECT_EQ(run({"model", "list"}).output, "  a\n* b\n");
     EXPECT_EQ(Json::parse(run({"model", "list", "--json"}).output)->text(), R"(["a","b"])");
+    model.published.set(Availability{Kind::loading, "http://a", "", "b", {"a", "b"}});
+    EXPECT_EQ(run({"model", "list"}).output, "  a\n  b\n") << "it cannot be used yet";
     EXPECT_EQ(run({"model"}).exitCode, 2);
     EXPECT_EQ(run({"model", "burn"}).exitCode, 2);
     hasLanguage = false;
     EXPECT_EQ(run({"model", "status"}).exitCode, 1);
+}
+
+TEST_F(ModelCommandTest, formatTakesTheWayOfADictation) {
+    model.found = Availability{.kind = Kind::available, .model = "tiny"};
+    model.published.set(Availability()); // nobody has looked for it yet
+    model.answer("text", "We meet at nine.");
+    auto result = run({"format", "--ai", "--mode", "email"}, "um we meet at nine\n");
+    EXPECT_EQ(result.exitCode, 0) << result.error;
+    EXPECT_EQ(result.output, "We meet at nine.\n");
+    EXPECT_EQ(result.error, "");
+
+    model.answer("text", "One.");
+    model.fail(LanguageModelError::Kind::timedOut);
+    result = run({"format", "--ai", "--json"}, "\"one\"\n\"um two\"\n");
+    EXPECT_EQ(result.output, "\"One.\"\n\"Two\"\n");
+    const auto asked = model.asked.size();
+    result = run({"format", "--ai", "--mode", "coding"}, " um new line x ");
+    EXPECT_EQ(result.output, " um new line x \n");
+    EXPECT_EQ(model.asked.size(), asked) << "code was sent to the model";
+}
+
+TEST_F(ModelCommandTest, withoutAModelTheRulesMakeTheTextAndTheReasonIsToldOnce) {
+    model.published.set(Availability{.kind = Kind::noServer, .address = "http://127.0.0.1:1"});
+    const auto result = run({"format", "--ai", "--json"}, "\"um one\"\n\"two\"\n");
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.output, "\"One\"\n\"two\"\n");
+    EXPECT_EQ(result.error,
+        "nimbe format: Nobody answers at http://127.0.0.1:1. The text is not polished.\n");
+    hasLanguage = false;
+    const auto without = run({"format", "--ai"}, "um one\n");
+    EXPECT_EQ(without.exitCode, 0);
+    EXPECT_EQ(without.output, "One\n");
+    for (const auto& words : std::vector<std::vector<const char*>>{
+             {"format", "--ai", "--step", "fillers"}, {"format", "--ai", "--no-preserve-case"},
+             {"format", "--mode", "notes"}, {"format", "--ai", "--mode", "poem"}})
+        EXPECT_EQ(run(words, "x").exitCode, 2) << words.back();
+    EXPECT_TRUE(model.asked.empty());
 }
 
 } // namespace nimbe
