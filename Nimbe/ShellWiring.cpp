@@ -6,12 +6,16 @@
 #include "EndOfInput.h"
 #include "Interrupt.h"
 #include "ModuleLoader.h"
+#include "NimbeApp/WebModule.h"
 #include "NimbeEngine/Speech/AppleSpeechEngine.h"
 #include "NimbeEngine/Speech/LocalSpeechEngine.h"
 #include "NimbeEngine/Speech/SpeechModelAssets.h"
+#include "NimbeEngine/Transform/OnDeviceTransformer.h"
+#include "NimbeEngine/Transform/PromptRegistry.h"
 #include "NimbeGround/Ground.h"
 #include "NimbeShell/ShellLog.h"
 #include "PlatformDesktop/BusRemoteClient.h"
+#include "PlatformLanguageModel/ChatCompletionsModel.h"
 #include "PlatformLog/JournalLog.h"
 #include "PlatformStorage/AtomicFileWriter.h"
 #include "Terminal.h"
@@ -30,8 +34,8 @@ struct HistoryStack {
     HistoryServices services;
 };
 
-/// The lines of sound and speech: for the journal, where there is one. Whoever dictates
-/// reads the verb's messages.
+/// The lines of sound, speech and the language model: for the journal, where there is one.
+/// Whoever runs a verb reads its messages.
 class DictationLog final : public LogSink {
 public:
     void write(LogLevel level, std::string_view category, std::string_view line) override {
@@ -92,6 +96,27 @@ struct ListeningStack {
     ListenServices services;
 };
 
+/// What asks the language model; the module outlives it.
+struct LanguageStack {
+    LanguageStack(Ground& ground, WebModule& module)
+        : http(module.makeHttpClient(loop)), model(loop, *http, ground.defaults, log),
+          prompts(ground.defaults, log), transformer(model, prompts, ground.defaults),
+          services{loop, model, transformer, ground.defaults,
+              [this](std::function<void()> onInterrupt) {
+                  return interrupt::observe(loop, std::move(onInterrupt));
+              },
+              terminal::columns(terminal::standardOutput),
+              terminal::columns(terminal::standardError)} {}
+
+    RunLoop loop;
+    DictationLog log;
+    std::unique_ptr<HttpClient> http;
+    ChatCompletionsModel model;
+    PromptRegistry prompts;
+    OnDeviceTransformer transformer;
+    LanguageServices services;
+};
+
 class LinuxShellServices final : public ShellServices {
 public:
     const HistoryServices* history(std::ostream& error) override {
@@ -121,8 +146,16 @@ public:
         return &dictation->services;
     }
     const LanguageServices* language(std::ostream& error) override {
-        error << "nimbe: This version cannot ask a language model yet.\n";
-        return nullptr;
+        if (asking) return &asking->services;
+        if (!findGround(error)) return nullptr;
+        const auto loaded = loadModule<WebModule>("libnimbe-web.so", "nimbeWebModule");
+        if (!loaded) {
+            error << "nimbe: What Nimbe asks servers with cannot be loaded: " << loaded.error()
+                  << "\n";
+            return nullptr;
+        }
+        asking.emplace(*ground, **loaded);
+        return &asking->services;
     }
     RemoteInstance& remote() override { return instance; }
 
@@ -134,6 +167,7 @@ private:
     HearingModule* module = nullptr;
     std::optional<HearingStack> hearing;
     std::optional<ListeningStack> dictation;
+    std::optional<LanguageStack> asking;
 
     bool findGround(std::ostream& error) {
         if (ground) return true;

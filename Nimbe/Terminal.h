@@ -2,6 +2,7 @@
 
 namespace nimbe::terminal {
 
+inline constexpr int standardOutput = 1;
 inline constexpr int standardError = 2;
 
 [[nodiscard]] bool isOne(int descriptor);
