@@ -15,6 +15,7 @@
 #include "NimbeEngine/Speech/SpeechModels.h"
 #include "NimbeEngine/Transform/OnDeviceTransformer.h"
 #include "NimbeEngine/Transform/PromptFetcher.h"
+#include "NimbeKitCore/DictationMode.h"
 #include "NimbeKitCore/Microphone/MicrophoneSelection.h"
 
 namespace nimbe {
@@ -47,6 +48,11 @@ Refused refuseEmpty(const Value& value) {
 Refused refuseDeadline(const Value& value) {
     if (LanguageModelSettings::parseDeadline(std::get<std::string>(value))) return std::nullopt;
     return "must be a whole number of seconds, 1 to 120.";
+}
+
+Refused refuseMode(const Value& value) {
+    if (dictationMode(std::get<std::string>(value))) return std::nullopt;
+    return "must be messaging, email, notes or coding.";
 }
 
 Refused refuseModels(const Value& value) {
@@ -97,6 +103,8 @@ const std::vector<PublicSetting>& PublicSetting::all() {
         entry(AppSettings::onboardingCompleted, "The first steps were shown to their end"),
         entry(AppSettings::reduceMotion, "Change without movement what is shown"),
         entry(MacCleanupPolicy::aiCleanupEnabled, "A language model polishes what is dictated"),
+        entry(AppSettings::dictationMode, "What dictations are for: their style when polished",
+            refuseMode),
         entry(LanguageModelSettings::address, "Where the language model's server is",
             refuseLanguageModel),
         entry(LanguageModelSettings::allowsOtherHosts,
