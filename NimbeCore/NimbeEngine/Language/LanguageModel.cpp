@@ -9,6 +9,9 @@ std::string LanguageModel::Availability::message() const {
     case Kind::unknown: return "No language model has been looked for yet.";
     case Kind::available: return model + " on " + (server.empty() ? address : server + at) + ".";
     case Kind::notAllowed:
+        if (!model.empty())
+            return model + " of " + (server.empty() ? address : server + at) +
+                   " runs on another machine, and other machines are not allowed.";
         return "The address" + (address.empty() ? "" : " " + address) +
                " is not on this machine, and other machines are not allowed.";
     case Kind::noServer:

@@ -22,7 +22,7 @@ public:
         enum class Kind {
             unknown,      // not asked yet
             available,    //
-            notAllowed,   // the address is of another machine, and that is not permitted
+            notAllowed,   // the server, or the model that it has, is on another machine
             noServer,     // nobody answers there
             notAServer,   // somebody does who serves no models
             noModel,      // the server has none, or not the one that is named

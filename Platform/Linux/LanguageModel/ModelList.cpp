@@ -1,6 +1,7 @@
 #include "PlatformLanguageModel/ModelList.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
 
 namespace nimbe {
@@ -32,6 +33,12 @@ bool isForEmbedding(const Json& tag) {
     return family.find("bert") != family.npos || isNamedForEmbedding(text(tag, "name"));
 }
 
+/// Ollama's models of its maker's servers: what they are asked leaves the machine.
+bool isElsewhere(const Json& tag, std::string_view name) {
+    return !text(tag, "remote_host").empty() || !text(tag, "remote_model").empty() ||
+           name.ends_with(":cloud") || name.ends_with("-cloud");
+}
+
 /// llama.cpp with several models tells the state of each.
 bool isLoaded(const Json& entry) {
     const auto* status = entry.member("status");
@@ -52,7 +59,7 @@ std::optional<ModelList> ModelList::ofOpenAI(const Json& json) {
         const auto id = text(entry, "id");
         if (id.empty()) return std::nullopt;
         if (!id.starts_with("text-embedding-"))
-            models.entries.push_back({std::string(id), isLoaded(entry)});
+            models.entries.push_back({std::string(id), isLoaded(entry), isElsewhere(entry, id)});
     }
     return models;
 }
@@ -63,7 +70,8 @@ std::optional<ModelList> ModelList::ofOllama(const Json& tags, const Json& loade
     ModelList models;
     for (const auto& tag : *list)
         if (!text(tag, "name").empty() && !isForEmbedding(tag))
-            models.entries.push_back({std::string(text(tag, "name"))});
+            models.entries.push_back(
+                {std::string(text(tag, "name")), false, isElsewhere(tag, text(tag, "name"))});
     const auto* running = elements(loaded, "models");
     if (!running) return models;
     for (const auto& one : *running)
@@ -83,6 +91,13 @@ std::optional<ModelList> ModelList::ofLMStudio(const Json& json) {
                 {std::string(text(entry, "id")), text(entry, "state") == "loaded"});
     }
     return models;
+}
+
+ModelList ModelList::hereOnly() const {
+    ModelList here;
+    std::copy_if(entries.begin(), entries.end(), std::back_inserter(here.entries),
+        [](const Entry& entry) { return !entry.isElsewhere; });
+    return here;
 }
 
 std::vector<std::string> ModelList::names() const {

@@ -13,6 +13,7 @@ struct ModelList {
     struct Entry {
         std::string name;
         bool isLoaded = false;
+        bool isElsewhere = false; // the server passes what it is asked on to another machine
 
         friend bool operator==(const Entry&, const Entry&) = default;
     };
@@ -25,6 +26,8 @@ struct ModelList {
     /// GET /api/v0/models of LM Studio.
     [[nodiscard]] static std::optional<ModelList> ofLMStudio(const Json& json);
 
+    /// The models that run on the server's own machine.
+    [[nodiscard]] ModelList hereOnly() const;
     [[nodiscard]] std::vector<std::string> names() const;
     /// The model of that name, for Ollama also without its tag; of no name, the first that
     /// is loaded, else the first. Empty: there is none.

@@ -29,9 +29,9 @@ std::string baseOf(std::string_view address) {
     return std::string(address);
 }
 
-Task<ModelServer> askWithin(
-    MainActor& actor, HttpClient& http, std::string address, std::string name, Seconds deadline) {
-    auto asking = ModelServer::ask(http, address, std::move(name));
+Task<ModelServer> askWithin(MainActor& actor, HttpClient& http, std::string address,
+    std::string name, bool mayLeave, Seconds deadline) {
+    auto asking = ModelServer::ask(http, address, std::move(name), mayLeave);
     auto limited = withDeadline(actor, deadline, std::move(asking));
     auto answer = co_await limited;
     if (answer) co_return std::move(*answer);
@@ -45,8 +45,8 @@ Task<void> completeWithAnswer(Task<ModelServer> asking, Completion<ModelServer> 
 
 /// Of what is found on ports that often are another program's.
 ModelServer moreTelling(ModelServer one, ModelServer other) {
-    constexpr std::array order = {
-        Kind::available, Kind::loading, Kind::refused, Kind::noModel, Kind::unresponsive};
+    constexpr std::array order = {Kind::available, Kind::loading, Kind::refused, Kind::notAllowed,
+        Kind::noModel, Kind::unresponsive};
     const auto rank = [&](const ModelServer& server) {
         const auto* const end = server.isProven ? order.end() : order.begin();
         const auto* const found = std::find(order.begin(), end, server.availability.kind);
@@ -55,7 +55,7 @@ ModelServer moreTelling(ModelServer one, ModelServer other) {
     return rank(other) < rank(one) ? std::move(other) : std::move(one);
 }
 
-Task<ModelServer> findOnPorts(MainActor& actor, HttpClient& http, std::string name,
+Task<ModelServer> findOnPorts(MainActor& actor, HttpClient& http, ModelSearch search,
     std::vector<int> ports, Seconds deadline) {
     std::vector<Completion<ModelServer>> answers;
     TaskScope asking(actor);
@@ -63,7 +63,8 @@ Task<ModelServer> findOnPorts(MainActor& actor, HttpClient& http, std::string na
         const Completion<ModelServer> answer(actor);
         answers.push_back(answer);
         auto address = "http://127.0.0.1:" + std::to_string(port);
-        auto one = askWithin(actor, http, std::move(address), name, deadline);
+        auto one = askWithin(
+            actor, http, std::move(address), search.name, search.allowsOtherHosts, deadline);
         asking.start(completeWithAnswer(std::move(one), answer));
     }
     auto best = of(Kind::noServer, {}, "on none of the usual ports");
@@ -84,7 +85,8 @@ Task<ModelServer> findAtAddress(
     const auto hosts = search.allowsOtherHosts ? Hosts::any : Hosts::thisMachine;
     const auto address = ServiceAddress::parse(base, hosts);
     if (!address) co_return of(Kind::notAllowed, base, "another machine");
-    auto asking = askWithin(actor, http, address->url(""), std::move(search.name), deadline);
+    auto asking = askWithin(
+        actor, http, address->url(""), std::move(search.name), search.allowsOtherHosts, deadline);
     auto server = co_await asking;
     co_return server;
 }
@@ -104,7 +106,7 @@ ModelSearch ModelSearch::in(UserDefaults& defaults) {
 Task<ModelServer> findModelServer(MainActor& actor, HttpClient& http, ModelSearch search,
     std::vector<int> ports, Seconds deadline) {
     if (search.address.empty())
-        return findOnPorts(actor, http, std::move(search.name), std::move(ports), deadline);
+        return findOnPorts(actor, http, std::move(search), std::move(ports), deadline);
     return findAtAddress(actor, http, std::move(search), deadline);
 }
 

@@ -130,7 +130,8 @@ std::string_view ModelServer::name(Dialect dialect) {
     return {};
 }
 
-Task<ModelServer> ModelServer::ask(HttpClient& http, std::string address, std::string name) {
+Task<ModelServer> ModelServer::ask(
+    HttpClient& http, std::string address, std::string name, bool mayLeave) {
     auto sending = http.send(get(address + "/v1/models"));
     const auto sent = co_await sending;
     if (!sent) co_return of(kindOf(sent.error()), address, sent.error().detail);
@@ -155,7 +156,12 @@ Task<ModelServer> ModelServer::ask(HttpClient& http, std::string address, std::s
         auto askingLoaded = getObject(http, address + "/api/ps");
         const auto loaded = co_await askingLoaded;
         const auto detailed = ModelList::ofOllama(tags, loaded);
-        choose(server, detailed ? *detailed : *listed, name);
+        const auto& all = detailed ? *detailed : *listed;
+        choose(server, mayLeave ? all : all.hereOnly(), name);
+        if (!server.availability.isAvailable() && !all.choose(name).empty()) {
+            server.availability.kind = Kind::notAllowed;
+            server.availability.model = all.choose(name);
+        }
         co_return server;
     }
     auto askingStates = getObject(http, address + "/api/v0/models");

@@ -26,9 +26,10 @@ struct ModelServer {
     [[nodiscard]] static std::string_view name(Dialect dialect);
 
     /// Asks the server at an address, without a slash at its end. `name`: of the model that
-    /// is wanted; empty: the one that it has loaded, or its first. May hang.
+    /// is wanted; empty: the one that it has loaded, or its first. `mayLeave`: also a model
+    /// for which the server asks another machine counts. May hang.
     [[nodiscard]] static Task<ModelServer> ask(
-        HttpClient& http, std::string address, std::string name);
+        HttpClient& http, std::string address, std::string name, bool mayLeave);
 };
 
 } // namespace nimbe

@@ -54,6 +54,46 @@ const std::string three = "http://127.0.0.1:3";
 
 } // namespace
 
+// What such a model is asked goes through the server of this machine to another one.
+TEST_F(ModelServerTest, aModelThatRunsElsewhereNeedsLeave) {
+    const std::string local = R"({"name":"local:1b"})";
+    struct Case {
+        const char* why;
+        std::string tags;
+        const char* name;
+        bool mayLeave;
+        Kind kind;
+        const char* model;
+    };
+    const std::string hosted = R"({"name":"big:120b","remote_host":"https://models.example"})";
+    const std::string named = R"({"name":"big:120b-cloud"})";
+    const Case cases[] = {
+        {"the other one is chosen", hosted + "," + local, "", false, Kind::available, "local:1b"},
+        {"told by its name", named + "," + local, "", false, Kind::available, "local:1b"},
+        {"told by the model's name there", R"({"name":"big","remote_model":"b"},)" + local, "",
+            false, Kind::available, "local:1b"},
+        {"it alone", hosted, "", false, Kind::notAllowed, "big:120b"},
+        {"by its name", hosted + "," + local, "big:120b", false, Kind::notAllowed, "big:120b"},
+        {"allowed", hosted, "", true, Kind::available, "big:120b"},
+        {"allowed by name", named + "," + local, "big:120b-cloud", true, Kind::available,
+            "big:120b-cloud"},
+        {"none of that name", hosted, "other", false, Kind::noModel, "other"},
+    };
+    for (const auto& c : cases) {
+        http.pages.clear();
+        ollama(one);
+        http.pages[one + "/api/tags"].clear();
+        http.put(one + "/api/tags", R"({"models":[)" + c.tags + "]}");
+        const auto got = find({one, c.mayLeave, c.name});
+        EXPECT_EQ(got.kind, c.kind) << c.why << got.message();
+        EXPECT_EQ(got.model, c.model) << c.why;
+    }
+    http.pages[one + "/api/tags"].clear(); // an old version, or one that fails
+    http.put(one + "/v1/models", R"({"data":[{"id":"a:cloud"},{"id":"b"}]})");
+    http.pages[one + "/v1/models"].pop_front();
+    EXPECT_EQ(find({one, false, ""}).model, "b");
+}
+
 TEST_F(ModelServerTest, tellsWhoAnswersAndTheModelToAsk) {
     const std::string none;
     struct Case {
