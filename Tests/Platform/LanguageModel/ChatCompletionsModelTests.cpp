@@ -183,6 +183,8 @@ TEST_F(ChatCompletionsModelTest, whatHangsCostsOneDeadlineUntilItAnswers) {
     answer("a");
     prewarm();
     EXPECT_EQ(known(), Kind::available);
+    actor.advance(20);
+    EXPECT_EQ(refreshed(), Kind::available) << "that is over";
 }
 
 TEST_F(ChatCompletionsModelTest, whatOnlyLoadedItsModelComesBackByItself) {

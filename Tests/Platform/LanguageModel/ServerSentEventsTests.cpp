@@ -28,6 +28,7 @@ TEST(ServerSentEvents, areTheSameHoweverTheirBytesAreCut) {
         {"line feeds", "data: a\n\ndata: b\n\n", {{"", "a"}, {"", "b"}}},
         {"carriage returns", "data: a\r\rdata: b\r\r", {{"", "a"}, {"", "b"}}},
         {"both", "data: a\r\n\r\ndata: b\r\n\r\n", {{"", "a"}, {"", "b"}}},
+        {"both, within an event", "data: a\r\ndata: b\r\n\r\n", {{"", "a\nb"}}},
         {"mixed", "data: a\r\n\ndata: b\n\r", {{"", "a"}, {"", "b"}}},
         {"without a blank", "data:a\n\n", {{"", "a"}}},
         {"one blank goes, not two", "data:  a\n\n", {{"", " a"}}},

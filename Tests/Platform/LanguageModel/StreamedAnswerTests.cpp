@@ -1,6 +1,7 @@
 #include <thread>
 
 #include "ModelScene.h"
+#include "PlatformLanguageModel/PartialPacing.h"
 #include "PlatformLanguageModel/StreamReceiver.h"
 
 namespace nimbe {
@@ -16,7 +17,6 @@ std::string delta(const std::string& content, const char* finish = "null") {
 struct StreamedAnswerTest : ModelScene {
     std::vector<std::string> partials;
     std::vector<Seconds> times;
-    Seconds cost = 0;
     std::size_t stopsAfter = 1000;
 
     void SetUp() override {
@@ -145,6 +145,20 @@ TEST_F(StreamedAnswerTest, leavesOutWhatIsRefusedHereToo) {
     actor.advance(1);
     EXPECT_EQ(result(), "ab");
     EXPECT_EQ(http.asked.back().body.find("stream_options"), std::string::npos);
+}
+
+TEST(PartialPacing, leavesThreeQuartersOfTheTime) {
+    struct Case {
+        Seconds cost;
+        Seconds wait;
+    };
+    for (const auto& c : {Case{0, 0.04}, Case{0.01, 0.04}, Case{0.02, 0.06}, Case{1, 3}}) {
+        PartialPacing pacing(0.04);
+        EXPECT_EQ(pacing.wait(5), 0);
+        pacing.given(5, 5 + c.cost);
+        EXPECT_NEAR(pacing.wait(5 + c.cost), c.wait, 1e-9) << c.cost;
+        EXPECT_EQ(pacing.wait(5 + c.cost + c.wait + 1e-9), 0) << c.cost;
+    }
 }
 
 TEST(StreamReceiver, handsOverFromAnotherThread) {
