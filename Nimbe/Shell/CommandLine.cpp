@@ -33,7 +33,7 @@ void addFormat(CLI::App& app, FormatOptions& options) {
                        ->excludes(step)
                        ->excludes(keep)
                        ->excludes(change);
-    app.add_option("--mode", options.mode, "With --ai: what the text is for (notes)")
+    app.add_option("--mode", options.mode, "With --ai: what the text is for")
         ->type_name("MODE")
         ->needs(polish)
         ->check(CLI::IsMember({"messaging", "email", "notes", "coding"}));

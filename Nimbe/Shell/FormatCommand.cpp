@@ -8,6 +8,7 @@
 
 #include "Foundation/Json.h"
 #include "Foundation/Text.h"
+#include "NimbeApp/AppSettings.h"
 #include "NimbeEngine/Text/BulletReflow.h"
 #include "NimbeEngine/Text/DictationText.h"
 #include "NimbeEngine/Text/EmailBodyFormatter.h"
@@ -17,6 +18,7 @@
 #include "NimbeEngine/Text/TranscriptOutcome.h"
 #include "NimbeShell/Input.h"
 #include "NimbeShell/ModelCleanup.h"
+#include "NimbeShell/ShellServices.h"
 
 namespace nimbe {
 namespace {
@@ -115,6 +117,14 @@ struct Formatting {
     Step::Result result = Step::Result::text;
 };
 
+DictationMode modeOf(const FormatOptions& options, ShellServices& shell, Streams streams) {
+    auto mode = dictationMode(options.mode);
+    if (mode) return *mode;
+    auto* const defaults = shell.settings(streams.error);
+    if (defaults) mode = dictationMode(defaults->get(AppSettings::dictationMode));
+    return mode.value_or(DictationMode::messaging);
+}
+
 int formatText(const Formatting& formatting, Streams streams) {
     const auto text = readText(streams.input, "nimbe format", streams.error);
     if (!text) return ExitCode::failure;
@@ -158,9 +168,7 @@ int runFormat(const FormatOptions& options, ShellServices& shell, Streams stream
                               : formatText(formatting, streams);
     };
     if (options.isPolished) {
-        const auto mode = dictationMode(options.mode);
-        if (!mode) return fail(streams, "There is no mode \"" + options.mode + "\".");
-        ModelCleanup cleanup(*mode, shell, "nimbe format", streams.error);
+        ModelCleanup cleanup(modeOf(options, shell, streams), shell, "nimbe format", streams.error);
         return run({[&](const std::string& text) {
             return cleanup.finished(text);
         }});

@@ -14,7 +14,7 @@ struct FormatOptions {
     std::string step = {}; // empty: the whole path
     bool isJson = false;
     bool isPolished = false;    // as with AI cleanup on; without a step
-    std::string mode = "notes"; // of a polished text
+    std::string mode = {};      // of a polished text; empty: the setting's
 };
 
 [[nodiscard]] std::vector<std::string> formatStepNames();

@@ -46,6 +46,7 @@ protected:
         error << "nimbe: no language\n";
         return nullptr;
     }
+    UserDefaults* settings(std::ostream& /*error*/) override { return &defaults; }
     const HistoryServices* history(std::ostream& /*error*/) override { return &historyServices; }
 
     Run run(std::vector<const char*> words, const std::string& text = "") {

@@ -1,5 +1,6 @@
 #include "Foundation/Json.h"
 #include "LanguageShell.h"
+#include "NimbeApp/AppSettings.h"
 #include "NimbeEngine/Cleanup/MacCleanupPolicy.h"
 #include "NimbeEngine/Language/LanguageModelSettings.h"
 
@@ -112,6 +113,8 @@ TEST_F(ModelCommandTest, formatTakesTheWayOfADictation) {
     const auto asked = model.asked.size();
     result = run({"format", "--ai", "--mode", "coding"}, " um new line x ");
     EXPECT_EQ(result.output, " um new line x \n");
+    set(AppSettings::dictationMode, "coding");
+    EXPECT_EQ(run({"format", "--ai"}, " um x ").output, " um x \n");
     EXPECT_EQ(model.asked.size(), asked) << "code was sent to the model";
 }
 
