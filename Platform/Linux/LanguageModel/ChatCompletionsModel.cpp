@@ -95,7 +95,7 @@ private:
 
     [[nodiscard]] ChatForm formOf(const ModelServer& server) const;
     [[nodiscard]] ChatExchange exchange(const ModelServer& server, const ChatForm& form,
-        const Request& request, bool isStreamed, std::optional<int> mostTokens) const;
+        const Request& request, std::optional<int> mostTokens) const;
     void learn(const ModelServer& server, const ChatForm& form, const std::string& instructions,
         const Answer& answer);
     void report(
@@ -108,10 +108,10 @@ ChatForm ChatCompletionsModel::State::formOf(const ModelServer& server) const {
 }
 
 ChatExchange ChatCompletionsModel::State::exchange(const ModelServer& server, const ChatForm& form,
-    const Request& request, bool isStreamed, std::optional<int> mostTokens) const {
+    const Request& request, std::optional<int> mostTokens) const {
     const auto& at = server.availability;
-    return {actor, http, at.address + completionsPath,
-        form.body(at.model, request, isStreamed, mostTokens), request};
+    return {actor, http, at.address + completionsPath, form.body(at.model, request, mostTokens),
+        request};
 }
 
 Task<Answer> ChatCompletionsModel::State::ask(std::weak_ptr<State> weakSelf, ModelServer server,
@@ -124,11 +124,10 @@ Task<Answer> ChatCompletionsModel::State::ask(std::weak_ptr<State> weakSelf, Mod
     SilenceWatch watch(actor, self->servers, server, end);
     auto form = self->formOf(server);
     for (;;) {
-        auto exchange = self->exchange(server, form, request, onPartial != nullptr, mostTokens);
+        auto exchange = self->exchange(server, form, request, mostTokens);
         exchange.request.deadline = end - actor.now();
         exchange.hasBytes = &watch.hasBytes;
-        auto asking = onPartial ? ChatExchange::streamed(std::move(exchange), onPartial)
-                                : ChatExchange::whole(std::move(exchange));
+        auto asking = ChatExchange::run(std::move(exchange), onPartial);
         self.reset();
 
         auto answer = co_await asking;

@@ -77,21 +77,6 @@ Answer answerOf(ChatStream& stream, const LanguageModel::Request& request) {
     return std::move(*response);
 }
 
-Task<Answer> askWhole(ChatExchange exchange) {
-    auto sending = exchange.http.send(post(exchange));
-    auto sent = co_await sending;
-    if (!sent) co_return failure(failureOf(sent.error()));
-    if (exchange.hasBytes) *exchange.hasBytes = true;
-    ChatStream stream(ChatExchange::largestAnswer(exchange.request));
-    sent->headers.clear(); // not asked for a stream
-    stream.begin(*sent);
-    const bool isRefusal = sent->status < 200 || sent->status >= 300;
-    const std::string_view body(sent->body);
-    if (!stream.add(isRefusal ? body.substr(0, largestRefusal) : body))
-        co_return failure(Failure{{Kind::tooLarge, "a whole answer"}});
-    co_return answerOf(stream, exchange.request);
-}
-
 Task<void> sendTo(Task<Sent> sending, std::optional<Sent>* sent, AsyncStream<bool> news) {
     auto result = co_await sending;
     sent->emplace(std::move(result));
@@ -142,6 +127,7 @@ void Reading::beginWith(const HttpResponse& head) {
 
 /// False: no more is wanted.
 bool Reading::givePartial() {
+    if (!onPartial) return true;
     nextPartial.reset();
     const auto bytes = stream.completion().begunBytes();
     if (bytes == given) return true;
@@ -212,14 +198,7 @@ Task<Answer> limited(
 
 } // namespace
 
-Task<Answer> ChatExchange::whole(ChatExchange exchange) {
-    auto& actor = exchange.actor;
-    const auto deadline = exchange.request.deadline;
-    const auto* hasBytes = exchange.hasBytes;
-    return limited(actor, deadline, hasBytes, askWhole(std::move(exchange)));
-}
-
-Task<Answer> ChatExchange::streamed(ChatExchange exchange, LanguageModel::OnPartial onPartial) {
+Task<Answer> ChatExchange::run(ChatExchange exchange, LanguageModel::OnPartial onPartial) {
     auto& actor = exchange.actor;
     const auto deadline = exchange.request.deadline;
     const auto* hasBytes = exchange.hasBytes;

@@ -8,7 +8,7 @@
 
 namespace nimbe {
 
-/// One request for a chat completion and its answer, whole or streamed.
+/// One request for a chat completion and its answer, which is streamed.
 struct ChatExchange {
     /// Why there is no answer, and what that tells of the server.
     struct Failure {
@@ -34,9 +34,8 @@ struct ChatExchange {
     /// Set when a first byte of the answer has come. Lent: outlives the task.
     bool* hasBytes = nullptr;
 
-    /// Ends at the request's deadlines.
-    [[nodiscard]] static Task<Answer> whole(ChatExchange exchange);
-    [[nodiscard]] static Task<Answer> streamed(
+    /// Ends at the request's deadlines. The receiver may be empty.
+    [[nodiscard]] static Task<Answer> run(
         ChatExchange exchange, LanguageModel::OnPartial onPartial);
 
     /// Bytes of an answer to that request: more cannot be meant.

@@ -53,7 +53,7 @@ std::optional<ChatForm> ChatForm::after(const ChatError& refusal) const {
 }
 
 std::string ChatForm::body(const std::string& model, const LanguageModel::Request& request,
-    bool isStreamed, std::optional<int> mostTokens) const {
+    std::optional<int> mostTokens) const {
     Json::Array messages;
     messages.push_back(message("system", request.instructions));
     messages.push_back(message("user", request.prompt));
@@ -61,8 +61,8 @@ std::string ChatForm::body(const std::string& model, const LanguageModel::Reques
     body.set("model", Json(model));
     body.set("messages", Json(std::move(messages)));
     if (schema != Schema::none) body.set("response_format", responseFormat(schema, request.type));
-    if (isStreamed) body.set("stream", Json(true));
-    if (isStreamed && asksForUsage) body.set("stream_options", with("include_usage", Json(true)));
+    body.set("stream", Json(true));
+    if (asksForUsage) body.set("stream_options", with("include_usage", Json(true)));
     if (thinking == Thinking::templateArgument)
         body.set("chat_template_kwargs", with("enable_thinking", Json(false)));
     if (thinking == Thinking::effort) body.set("reasoning_effort", Json("none"));

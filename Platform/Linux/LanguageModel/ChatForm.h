@@ -29,9 +29,11 @@ struct ChatForm {
     /// The form to try after a refusal; absent: that was not about the form.
     [[nodiscard]] std::optional<ChatForm> after(const ChatError& refusal) const;
 
-    /// The body of a request. Instructions and prompt are sent as they are.
+    /// The body of a request, whose answer is always streamed: llama.cpp writes one that is
+    /// not to its end, whether or not anybody still waits for it. Instructions and prompt
+    /// are sent as they are.
     [[nodiscard]] std::string body(const std::string& model, const LanguageModel::Request& request,
-        bool isStreamed, std::optional<int> mostTokens = {}) const;
+        std::optional<int> mostTokens = {}) const;
 
     friend bool operator==(const ChatForm&, const ChatForm&) = default;
 };

@@ -19,7 +19,7 @@ TEST_F(ChatCompletionsModelTest, answersByWhatItFinds) {
     const auto& sent = http.asked.back();
     EXPECT_FALSE(sent.followsRedirects);
     EXPECT_EQ(sent.deadline, 8);
-    EXPECT_EQ(sent.largestBody, (4U << 20) + 16 * 14);
+    EXPECT_EQ(sent.largestBody, 16 * ((4U << 20) + 16 * 14)) << "with what stands around pieces";
     EXPECT_EQ(Json::parse(sent.body)->member("model")->text(), R"("m")");
     EXPECT_EQ(log.all().find("rivate"), std::string::npos) << log.all();
 }
@@ -144,7 +144,7 @@ TEST_F(ChatCompletionsModelTest, asksInTheFormsThatAServerKnowsAndRemembersThem)
 TEST_F(ChatCompletionsModelTest, allFormsTogetherHaveOneDeadline) {
     serve();
     auto slow = status(400, R"({"error":"response_format"})");
-    slow.pause = 5;
+    slow.pause = 2.5; // before the head, and before the body
     http.put(chat, slow);
     begin(request());
     actor.advance(7.9);
@@ -190,7 +190,7 @@ TEST_F(ChatCompletionsModelTest, whatHangsCostsOneDeadlineUntilItAnswers) {
 TEST_F(ChatCompletionsModelTest, whatOnlyLoadedItsModelComesBackByItself) {
     serve();
     auto slow = status(200, answerOf("a"));
-    slow.pause = 20;
+    slow.pause = 10; // before the head, and before the body
     http.put(chat, slow);
     prewarm();
     EXPECT_EQ(known(), Kind::available);

@@ -16,7 +16,7 @@ const LanguageModel::Request request{"Do \"this\".\n", " Grüße\t漢字 ",
 
 TEST(ChatForm, isTheBodyThatServersRead) {
     const ChatForm form{Schema::jsonSchema, Thinking::templateArgument};
-    EXPECT_EQ(form.body("m", request, true),
+    EXPECT_EQ(form.body("m", request),
         R"({"model":"m","messages":[{"role":"system","content":"Do \"this\".\n"},)"
         R"({"role":"user","content":" Grüße\t漢字 "}],)"
         R"("response_format":{"type":"json_schema","json_schema":{"name":"Draft","strict":true,)"
@@ -30,23 +30,22 @@ TEST(ChatForm, isTheBodyThatServersRead) {
     struct Case {
         const char* why;
         ChatForm form;
-        bool isStreamed;
         std::optional<int> mostTokens;
         std::vector<const char*> has;
         std::vector<const char*> lacks;
     };
     const Case cases[] = {
-        {"an object", {Schema::jsonObject}, false, {},
+        {"an object", {Schema::jsonObject}, {},
             {R"("response_format":{"type":"json_object","schema":{"type":"object")"},
-            {"stream", "max_tokens", "temperature", "thinking", "reasoning"}},
-        {"no form", {Schema::none, Thinking::effort}, true, {},
+            {"max_tokens", "temperature", "thinking", "reasoning"}},
+        {"no form", {Schema::none, Thinking::effort}, {},
             {R"("reasoning_effort":"none")", R"("stream":true)"},
             {"response_format", "enable_thinking"}},
-        {"no usage", {Schema::none, Thinking::unsaid, false}, true, 1,
+        {"no usage", {Schema::none, Thinking::unsaid, false}, 1,
             {R"("max_tokens":1)", R"("stream":true)"}, {"stream_options"}},
     };
     for (const auto& c : cases) {
-        const auto body = c.form.body("m", request, c.isStreamed, c.mostTokens);
+        const auto body = c.form.body("m", request, c.mostTokens);
         for (const auto* part : c.has) EXPECT_NE(body.find(part), body.npos) << c.why << part;
         for (const auto* part : c.lacks) EXPECT_EQ(body.find(part), body.npos) << c.why << part;
     }
