@@ -4,6 +4,7 @@
 
 #include "Fakes/FakeTransformProvider.h"
 #include "Fakes/ManualMainActor.h"
+#include "Foundation/TaskScope.h"
 #include "NimbeEngine/Transform/NoteEditSession.h"
 
 namespace nimbe {
@@ -45,6 +46,25 @@ private:
         Running& operator=(const Running&) = delete;
         ~Running() { --count; }
     };
+};
+
+/// Works in a task of its own, under a deadline, as a server's answer is read.
+class NestedProvider final : public TransformProvider {
+public:
+    NestedProvider(MainActor& actor, FakeTransformProvider& inner) : actor(actor), inner(inner) {}
+
+    [[nodiscard]] Task<Result<Outcome, LanguageModelError>> transform(
+        NoteTransform transform, std::string text, OnPartial onPartial) override {
+        auto asking = inner.transform(std::move(transform), std::move(text), std::move(onPartial));
+        auto pending = withDeadline(actor, 600, std::move(asking));
+        auto answer = co_await pending;
+        if (!answer) co_return failure(LanguageModelError{LanguageModelError::Kind::timedOut});
+        co_return std::move(*answer);
+    }
+
+private:
+    MainActor& actor;
+    FakeTransformProvider& inner;
 };
 
 class ThrowingProvider final : public TransformProvider {
@@ -134,9 +154,19 @@ TEST_F(NoteEditSessionTest, whatComesBackDecidesWhatStands) {
     }
 }
 
+TEST_F(NoteEditSessionTest, theNextTransformForgetsTheErrorOfTheLast) {
+    provider.answers.push_back({failure(LanguageModelError{LanguageModelError::Kind::timedOut})});
+    provider.answers.push_back({Outcome{"better"}});
+    begin();
+    ASSERT_TRUE(session->error());
+    EXPECT_EQ(session->error()->kind, LanguageModelError::Kind::timedOut);
+    begin();
+    EXPECT_FALSE(session->error());
+    EXPECT_EQ(notice(), "");
+}
+
 TEST_F(NoteEditSessionTest, theTextStandsBeforeTheTransformIsOver) {
     std::string told;
-    std::string whileOff;
     const auto texts = session->_text.observe([&](const auto& text) { told += text + ";"; });
     const auto notices = session->_notice.observe(
         [&](const auto& notice) { told += notice ? "notice;" : "no notice;"; });
@@ -161,7 +191,8 @@ TEST_F(NoteEditSessionTest, oneTransformAtATime) {
     EXPECT_TRUE(late.receiver({"half"}));
     EXPECT_EQ(text(), "half");
     EXPECT_EQ(late.running, 1U);
-    session->cancel();
+    EXPECT_FALSE(late.receiver({std::string(1201, 'x')})) << "no more is wanted";
+    EXPECT_EQ(notice(), offTheRails);
     EXPECT_TRUE(session->edit("typed"));
     EXPECT_EQ(text(), "typed");
 
@@ -192,6 +223,14 @@ TEST_F(NoteEditSessionTest, aCancelledTransformLeavesNothing) {
     EXPECT_FALSE(old({"later"})) << "of the one before";
     EXPECT_EQ(text(), note);
     EXPECT_TRUE(late.receiver({"new"}));
+    {
+        const auto watch = session->_text.observe([&](const auto& text) {
+            if (text == "newer") session->cancel();
+        });
+        const auto receiver = late.receiver;
+        EXPECT_FALSE(receiver({"newer"}));
+    }
+    begin();
     session.reset();
     EXPECT_EQ(late.running, 0U);
     EXPECT_FALSE(late.receiver({"late"}));
@@ -207,24 +246,29 @@ TEST_F(NoteEditSessionTest, aCancelledTransformLeavesNothing) {
 
 TEST_F(NoteEditSessionTest, observersMayEndWhatTheyObserve) {
     const FakeTransformProvider::Answer answer{Outcome{"whole", false}, {{"a"}, {"ab"}}};
-    for (const auto* const at : {"a", "ab", "whole"}) {
-        SCOPED_TRACE(at);
-        open(provider, "note");
-        provider.answers.push_back(answer);
-        auto watch = session->_text.observe([&](const auto& text) {
-            if (text == at) session->cancel();
-        });
-        begin();
-        EXPECT_EQ(text(), "note");
-        EXPECT_EQ(notice(), "");
-        EXPECT_FALSE(isTransforming());
+    NestedProvider nested(actor, provider);
+    for (TransformProvider* const of :
+        {static_cast<TransformProvider*>(&provider), static_cast<TransformProvider*>(&nested)}) {
+        for (const auto* const at : {"a", "ab", "whole"}) {
+            SCOPED_TRACE(at);
+            open(*of, "note");
+            provider.answers.push_back(answer);
+            auto watch = session->_text.observe([&](const auto& text) {
+                if (text == at) session->cancel();
+            });
+            begin();
+            EXPECT_EQ(text(), "note");
+            EXPECT_EQ(notice(), "");
+            EXPECT_FALSE(isTransforming());
 
-        provider.answers.push_back(answer);
-        watch = session->_text.observe([&](const auto& text) {
-            if (text == at) session.reset();
-        });
-        begin();
-        EXPECT_EQ(session, nullptr);
+            provider.answers.push_back(answer);
+            watch = session->_text.observe([&](const auto& text) {
+                if (text == at) session.reset();
+            });
+            begin();
+            EXPECT_EQ(session, nullptr);
+            EXPECT_EQ(actor.pendingTimers(), 0U);
+        }
     }
     open(provider, "note");
     const auto watch = session->_isTransforming.observe([&](bool isOn) {
@@ -232,7 +276,7 @@ TEST_F(NoteEditSessionTest, observersMayEndWhatTheyObserve) {
     });
     begin();
     EXPECT_FALSE(isTransforming());
-    EXPECT_EQ(provider.given.size(), 6U) << "it is not even asked";
+    EXPECT_EQ(provider.given.size(), 12U) << "it is not even asked";
 }
 
 TEST_F(NoteEditSessionTest, theNextMayBeginWhenTheLastIsOver) {

@@ -52,9 +52,9 @@ TEST_F(PromptFetcherTest, asksAtTheStartAndThenOnceADay) {
     EXPECT_FALSE(http.asked[0].followsRedirects);
     EXPECT_EQ(fix(), "one");
     fetcher.reset();
+    EXPECT_EQ(actor.pendingTimers(), 0U);
     actor.advance(100'000);
     EXPECT_EQ(http.asked.size(), 1U);
-    EXPECT_EQ(actor.pendingTimers(), 0U);
 }
 
 TEST_F(PromptFetcherTest, onlyAnAnswerWithATableChangesThePrompts) {
@@ -109,13 +109,19 @@ TEST_F(PromptFetcherTest, onlyTheServiceThatIsNamedIsBelieved) {
     name("https://a.example");
     fetch();
     EXPECT_EQ(actor.pendingTimers(), 1U);
+    name("");
+    fetch();
+    EXPECT_EQ(actor.pendingTimers(), 0U) << "what asked nobody's service is given up";
+    name("https://a.example");
+    fetch();
     http.answers.emplace_back(table(1, "one"));
     fetch();
     EXPECT_EQ(actor.pendingTimers(), 0U) << "it replaced the one that ran";
     EXPECT_EQ(fix(), "one");
     fetch();
+    EXPECT_EQ(actor.pendingTimers(), 1U);
     fetcher.reset(); // while it runs
-    actor.advance(60);
+    EXPECT_EQ(actor.pendingTimers(), 0U) << "it is given up at once";
 }
 
 } // namespace nimbe
