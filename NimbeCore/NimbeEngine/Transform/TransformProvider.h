@@ -22,7 +22,8 @@ public:
         std::string text;    // may be empty
         bool isWhole = true; // false: it ended before the model had finished
     };
-    /// Each time more; false ends the transform with an error.
+    /// Each time more; false ends the transform with an error. It may stop the task that it
+    /// is called from.
     using OnPartial = std::function<bool(const Partial&)>;
 
     virtual ~TransformProvider() = default;
