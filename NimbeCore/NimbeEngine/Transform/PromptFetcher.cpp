@@ -7,12 +7,11 @@
 
 namespace nimbe {
 
-std::shared_ptr<PromptFetcher> PromptFetcher::create(Platform platform) {
-    return std::shared_ptr<PromptFetcher>(new PromptFetcher(std::move(platform)));
+std::shared_ptr<PromptFetcher> PromptFetcher::create(const Platform& platform) {
+    return std::shared_ptr<PromptFetcher>(new PromptFetcher(platform));
 }
 
-PromptFetcher::PromptFetcher(Platform lent)
-    : platform(std::move(lent)), log(platform.log, "prompts") {}
+PromptFetcher::PromptFetcher(const Platform& lent) : platform(lent), log(lent.log, "prompts") {}
 
 void PromptFetcher::start() {
     daily = startTask(platform.actor, fetchDaily(weak_from_this()));

@@ -29,7 +29,7 @@ public:
         PromptRegistry& registry;
         LogSink& log;
     };
-    [[nodiscard]] static std::shared_ptr<PromptFetcher> create(Platform platform);
+    [[nodiscard]] static std::shared_ptr<PromptFetcher> create(const Platform& platform);
 
     /// Fetches now and then once a day while it lives.
     void start();
@@ -37,7 +37,7 @@ public:
     void fetch();
 
 private:
-    explicit PromptFetcher(Platform platform);
+    explicit PromptFetcher(const Platform& platform);
 
     using Answer = Result<HttpResponse, HttpError>;
 

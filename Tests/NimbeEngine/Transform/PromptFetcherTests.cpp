@@ -28,7 +28,7 @@ struct PromptFetcherTest : testing::Test {
     [[nodiscard]] std::string fix() const { return registry.instructions(FixTransform()); }
 };
 
-HttpResponse table(int version, std::string fix, int status = 200) {
+HttpResponse table(int version, const std::string& fix, int status = 200) {
     return {status, {},
         "{\"version\":" + std::to_string(version) + R"(,"prompts":{"fix":")" + fix + "\"}}"};
 }
