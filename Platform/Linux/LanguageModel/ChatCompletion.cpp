@@ -44,8 +44,13 @@ void ChatCompletion::take(const Json& json) {
 void ChatCompletion::takeChoice(const Json& choice) {
     for (const auto* const name : {"message", "delta"}) {
         const auto* part = choice.member(name);
-        const auto* content = part ? part->member("content") : nullptr;
-        if (content && content->asString()) text.add(*content->asString());
+        const auto add = [part](const char* field, AnswerText& to) {
+            const auto* content = part ? part->member(field) : nullptr;
+            if (content && content->asString()) to.add(*content->asString());
+        };
+        add("content", text);
+        add("reasoning_content", thought);
+        add("reasoning", thought);
     }
     const auto* finish = choice.member("finish_reason");
     const auto* reason = finish ? finish->asString() : nullptr;
@@ -79,6 +84,9 @@ Result<Json, LanguageModelError> ChatCompletion::whole(const GeneratedType& type
     if (!text.isObject()) {
         const auto* field = GeneratedObject::onlyText(type);
         const auto plain = text.plain();
+        if (plain.empty() && thought.isWholeObject())
+            if (auto object = GeneratedObject::of(type, thought.object().value()))
+                return std::move(*object);
         if (!field) return failure(malformed("no object"));
         if (plain.empty()) return failure(malformed("nothing"));
         Json json;

@@ -13,7 +13,8 @@ namespace nimbe {
 class ChatCompletion {
 public:
     /// The whole object, or a chunk. What is not understood in it is passed over. What a
-    /// model thinks, in fields of its own, is not taken.
+    /// model thinks, in fields of its own, counts only where it is an object of the form
+    /// asked for and nothing else is said: LM Studio takes some models' answers for that.
     void take(const Json& json);
     /// The answer ends here, as its own end mark says.
     void end() { isEnded = true; }
@@ -22,8 +23,8 @@ public:
     /// It was said that, and why, the model ended.
     [[nodiscard]] bool hasFinished() const { return isEnded || isFinished; }
     [[nodiscard]] bool isEmpty() const { return text.bytes() == 0; }
-    /// Bytes of the answer, thoughts in it included.
-    [[nodiscard]] std::size_t bytes() const { return text.bytes(); }
+    /// Bytes of the answer, thoughts included.
+    [[nodiscard]] std::size_t bytes() const { return text.bytes() + thought.bytes(); }
 
     /// What there is while it is coming; absent: nothing of an object.
     [[nodiscard]] std::optional<Json> begun(const GeneratedType& type) const;
@@ -36,6 +37,7 @@ public:
 
 private:
     AnswerText text;
+    AnswerText thought;
     std::optional<ChatError> told;
     std::optional<std::int64_t> promptTokens;
     bool isEnded = false;
