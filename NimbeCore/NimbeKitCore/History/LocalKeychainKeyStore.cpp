@@ -17,12 +17,12 @@ LocalKeychainKeyStore::Purpose LocalKeychainKeyStore::Purpose::history() {
 
 LocalKeychainKeyStore::LocalKeychainKeyStore(
     Purpose purpose, Places places, UserDefaults& defaults, LogSink& sink)
-    : purpose(std::move(purpose)), places(places), defaults(defaults), log(sink, "history-crypto") {
-}
+    : purpose(std::move(purpose)), places(places), defaults(defaults),
+      log(sink, this->purpose.category) {}
 
 /// Empty when no key was made yet, as far as the settings know.
 Result<std::string, KeyStoreError> LocalKeychainKeyStore::recordedPlace() {
-    const auto value = defaults.value(place.key);
+    const auto value = defaults.value(purpose.placeKey);
     // Settings that cannot be read may hold a place: guessing would be a new key.
     if (!value) return failure(KeyStoreError{Kind::failed, "the key's place cannot be read"});
     if (!*value) return std::string();
@@ -77,16 +77,17 @@ Result<std::optional<Bytes>, KeyStoreError> LocalKeychainKeyStore::recorded(
     Result<std::string, KeyStoreError> before = std::string();
     const bool isKept = defaults.transaction([&] {
         before = recordedPlace();
-        return before && (!before->empty() || defaults.set(place, std::string(found)));
+        return before && (!before->empty() || defaults.set(recordOfPlace(), std::string(found)));
     });
     if (!before) return failure(before.error());
     if (!before->empty() && *before != found) return readFrom(*before);
-    if (!isKept) log.warning("local history key: its place could not be recorded");
+    if (!isKept) log.warning("%s: its place could not be recorded", purpose.area);
     return std::optional<Bytes>(std::move(key));
 }
 
 /// Also when that cannot be told.
 bool LocalKeychainKeyStore::hasSealed() {
+    if (purpose.hasSealedElsewhere()) return true;
     return std::any_of(purpose.sealed.begin(), purpose.sealed.end(), [&](std::string_view key) {
         const auto value = defaults.value(key);
         if (!value) return true;
@@ -119,9 +120,9 @@ Result<Bytes, KeyStoreError> LocalKeychainKeyStore::saveLocked(const Bytes& byte
 
     const auto where = addSomewhere(keychainAnswers, *known, bytes);
     if (!where) return failure(where.error());
-    if (!defaults.set(place, std::string(*where)))
+    if (!defaults.set(recordOfPlace(), std::string(*where)))
         return failure(KeyStoreError{Kind::failed, "the key's place cannot be recorded"});
-    log.info("local history key: kept in the %s", std::string(*where).c_str());
+    log.info("%s: kept in the %s", purpose.area, std::string(*where).c_str());
 
     // What is really there now is the key, whoever put it there.
     auto stored = readFrom(*where);

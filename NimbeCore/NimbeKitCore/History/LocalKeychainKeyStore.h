@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,10 +12,10 @@
 
 namespace nimbe {
 
-/// The history's key in the desktop's keyring or, where no keyring answers, in a
-/// private file. Which of the two is recorded in the settings when the key is
-/// made, and from then on only that one is asked: a keyring that is locked or
-/// away is an error and never looks like a missing key.
+/// A key in the desktop's keyring or, where no keyring answers, in a private file: the
+/// history's, or another that is kept by the same rules. Which of the two is recorded in the
+/// settings when the key is made, and from then on only that one is asked: a keyring that is locked
+/// or away is an error and never looks like a missing key.
 ///
 /// Keys are made inside a transaction of the settings, so that of two processes
 /// the second finds the first one's key. Any thread.
@@ -29,9 +30,18 @@ public:
     static constexpr std::string_view inFile = "file";
     inline static const Setting<std::string> place{"dictation.history.keyPlace"};
 
+    /// What a key is for. All texts are literals.
     struct Purpose {
         SecretStore::Item item;
-        std::vector<std::string_view> sealed; // the settings that it seals; literals
+        std::vector<std::string_view> sealed; // the settings that it seals
+        /// Whether something outside the settings is sealed with it; also true when that
+        /// cannot be told.
+        std::function<bool()> hasSealedElsewhere = [] {
+            return false;
+        };
+        std::string_view placeKey = place.key; // the setting with the key's place
+        std::string_view category = "history-crypto";
+        const char* area = "local history key"; // how its lines in the log begin
 
         [[nodiscard]] static Purpose history();
     };
@@ -47,6 +57,7 @@ private:
     UserDefaults& defaults;
     Log log;
 
+    [[nodiscard]] Setting<std::string> recordOfPlace() const { return {purpose.placeKey, {}}; }
     [[nodiscard]] Result<std::string, KeyStoreError> recordedPlace();
     [[nodiscard]] Result<std::optional<Bytes>, KeyStoreError> readFrom(std::string_view recorded);
     [[nodiscard]] Result<std::optional<Bytes>, KeyStoreError> loadUnrecorded(bool& keychainAnswers);
