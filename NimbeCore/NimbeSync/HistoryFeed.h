@@ -1,0 +1,31 @@
+#pragma once
+
+#include <set>
+#include <vector>
+
+#include "NimbeKitCore/History/DictationEntry.h"
+#include "NimbeSync/DecryptedTranscript.h"
+
+namespace nimbe {
+
+/// What the notes window lists: the device's own history and the synced store as one.
+/// Pure; n log n in their length.
+class HistoryFeed {
+public:
+    HistoryFeed() = default;
+    /// One entry an id, of which the local one wins; newest first, at the same time the
+    /// local ones, each in its own order. A mode that this version does not know is shown as
+    /// messaging.
+    HistoryFeed(std::vector<DictationEntry> local, std::vector<DecryptedTranscript> synced);
+
+    [[nodiscard]] const std::vector<DictationEntry>& entries() const { return list; }
+
+    /// It stands in the synced store alone, which must be told of changes.
+    [[nodiscard]] bool isSyncedOnly(const UUID& id) const { return syncedOnly.count(id) > 0; }
+
+private:
+    std::vector<DictationEntry> list;
+    std::set<UUID> syncedOnly;
+};
+
+} // namespace nimbe
