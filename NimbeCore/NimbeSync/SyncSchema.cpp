@@ -1,0 +1,43 @@
+#include "NimbeSync/SyncSchema.h"
+
+#include <array>
+#include <random>
+
+namespace nimbe {
+namespace {
+
+constexpr std::array<std::string_view, 4> names{
+    "transcript", "dictionaryEntry", "preferences", "modeStyle"};
+
+struct IdOf {
+    std::string operator()(const TranscriptItem& item) const { return item.id.text(); }
+    std::string operator()(const DictionaryEntry& entry) const { return entry.term; }
+    std::string operator()(const Preferences& /*preferences*/) const { return "preferences"; }
+    std::string operator()(const ModeStyle& style) const { return style.mode; }
+};
+
+} // namespace
+
+void MirrorState::change() {
+    std::random_device random; // of the system
+    const std::uint64_t high = random();
+    changes.push_back(high << 32 | random());
+    if (changes.size() > mostChanges) changes.erase(changes.begin());
+    isDirty = true;
+}
+
+std::string_view SyncSchema::rawValue(SyncKind kind) {
+    return names.at(static_cast<std::size_t>(kind));
+}
+
+std::optional<SyncKind> SyncSchema::kind(std::string_view rawValue) {
+    for (std::size_t i = 0; i < names.size(); ++i)
+        if (names.at(i) == rawValue) return static_cast<SyncKind>(i);
+    return std::nullopt;
+}
+
+std::string SyncSchema::id(const SyncModel& model) {
+    return std::visit(IdOf(), model);
+}
+
+} // namespace nimbe
