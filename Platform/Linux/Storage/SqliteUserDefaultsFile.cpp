@@ -1,14 +1,7 @@
 #include "PlatformStorage/SqliteUserDefaultsFile.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include "Foundation/Date.h"
-#include "Foundation/ISO8601.h"
 #include "PlatformStorage/FileLock.h"
 #include "PlatformStorage/StoredValue.h"
 
@@ -24,37 +17,10 @@ constexpr const char* schema =
 constexpr std::int64_t schemaVersion = 1;
 constexpr Seconds lockPatience = 5;
 
-fs::path withSuffix(const fs::path& path, std::string_view suffix) {
-    fs::path result = path;
-    result += suffix;
-    return result;
-}
-
-/// Makes an empty file that only its owner may read; true also when it is there.
-/// Never opens an existing one, see SqliteDatabase::open.
-bool createPrivate(const fs::path& path) {
-    const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (descriptor < 0) return errno == EEXIST;
-    ::close(descriptor);
-    return true;
-}
-
-/// A name beside `path` that is not taken: ….damaged-20260307T214830Z[-2…].
-fs::path nameForDamaged(const fs::path& path) {
-    std::string stamp = iso8601::format(Date::now());
-    std::erase_if(stamp, [](char c) { return c == '-' || c == ':'; });
-    const fs::path plain = withSuffix(path, ".damaged-" + stamp);
-    fs::path name = plain;
-    std::error_code error;
-    for (int count = 2; fs::exists(name, error); ++count)
-        name = withSuffix(plain, "-" + std::to_string(count));
-    return name;
-}
-
 } // namespace
 
 SqliteUserDefaultsFile::SqliteUserDefaultsFile(fs::path path, LogSink& sink)
-    : path(std::move(path)), log(sink, "settings") {}
+    : file{std::move(path)}, log(sink, "settings") {}
 
 Result<std::int64_t, DefaultsError> SqliteUserDefaultsFile::version(Use use) {
     using enum DefaultsError::Kind;
@@ -65,7 +31,7 @@ Result<std::int64_t, DefaultsError> SqliteUserDefaultsFile::version(Use use) {
     }
     // A file opened for reading alone is read without locks, as it then was. It may
     // become writable, or be so to others, who see another mount of it.
-    if (opened && opened->isReadOnly && (isWritable() || fileState() != opened->state))
+    if (opened && opened->isReadOnly && (file.isWritable() || file.state() != opened->state))
         opened.reset();
     if (opened && opened->isReadOnly && use == Use::write) {
         log.error("settings: the folder is read-only");
@@ -73,7 +39,7 @@ Result<std::int64_t, DefaultsError> SqliteUserDefaultsFile::version(Use use) {
     }
     if (!opened) {
         std::error_code error;
-        const bool exists = fs::exists(path, error);
+        const bool exists = fs::exists(file.path, error);
         if (error) log.error("settings: the file cannot be looked up, errno=%d", error.value());
         if (error) return failure(DefaultsError{unavailable});
         if (!exists && use == Use::read) return 0; // read() answers: nothing there
@@ -176,29 +142,7 @@ bool SqliteUserDefaultsFile::end(bool keep) {
 }
 
 bool SqliteUserDefaultsFile::isStillThere() const {
-    struct stat now {};
-    return ::stat(path.c_str(), &now) == 0 && now.st_dev == opened->device &&
-           now.st_ino == opened->inode;
-}
-
-bool SqliteUserDefaultsFile::prepareFolder() {
-    std::error_code error;
-    const auto folder = path.parent_path();
-    if (!fs::exists(folder, error)) {
-        fs::create_directories(folder, error);
-        if (!error) fs::permissions(folder, fs::perms::owner_all, error);
-        if (error) {
-            log.error("settings: the folder cannot be made, errno=%d", error.value());
-            return false;
-        }
-    }
-    return true;
-}
-
-/// Whether the folder takes files and the file, if there, takes writes.
-bool SqliteUserDefaultsFile::isWritable() const {
-    if (::access(path.parent_path().c_str(), W_OK | X_OK) != 0) return false;
-    return ::access(path.c_str(), W_OK) == 0 || errno == ENOENT;
+    return file.identity() == opened->identity;
 }
 
 /// Opens the file, making or mending it where needed.
@@ -207,9 +151,12 @@ bool SqliteUserDefaultsFile::isWritable() const {
 /// journal of a new file but fails at once, and a file that is being mended must
 /// not be opened before its values are back.
 SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::open(Use use) {
-    if (!prepareFolder()) return Health::unreachable;
-    if (use == Use::read && !isWritable()) return openReadOnly();
-    const auto lock = FileLock::acquire(withSuffix(path, ".lock"), lockPatience);
+    if (const auto error = file.prepareFolder()) {
+        log.error("settings: the folder cannot be made, errno=%d", error.value());
+        return Health::unreachable;
+    }
+    if (use == Use::read && !file.isWritable()) return openReadOnly();
+    const auto lock = FileLock::acquire(file.with(".lock"), lockPatience);
     if (!lock) {
         log.error("settings: the file's lock cannot be had");
         return Health::unreachable;
@@ -223,43 +170,23 @@ SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::open(Use use) {
 
 /// Opens the file, making it when there is none, and looks it over once.
 SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::openSound() {
-    if (!createPrivate(path)) {
+    if (!file.createPrivate()) {
         log.error("settings: the file cannot be made, errno=%d", errno);
         return Health::unreachable;
     }
-    return adopt(SqliteDatabase::open(path), false);
-}
-
-/// Differs when the file or its log may have been written to.
-std::string SqliteUserDefaultsFile::fileState() const {
-    std::string state;
-    for (const char* suffix : {"", "-wal"}) {
-        struct stat now {};
-        if (::stat(withSuffix(path, suffix).c_str(), &now) != 0) continue;
-        for (const auto number : {static_cast<long long>(now.st_ino),
-                 static_cast<long long>(now.st_size), static_cast<long long>(now.st_mtim.tv_sec),
-                 static_cast<long long>(now.st_mtim.tv_nsec)})
-            state += std::to_string(number) + " ";
-    }
-    return state;
+    return adopt(SqliteDatabase::open(file.path), false);
 }
 
 SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::openReadOnly() {
-    // A process that was killed has left its last writes in a log, which is read
-    // along with the file; without one SQLite must be told not to look for it.
-    std::error_code error;
-    const auto logSize = fs::file_size(withSuffix(path, "-wal"), error);
-    using enum SqliteDatabase::ReadOnly;
-    return adopt(
-        SqliteDatabase::openReadOnly(path, !error && logSize > 0 ? withLog : unchanging), true);
+    return adopt(file.openReadOnly(), true);
 }
 
 SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::adopt(
     Result<SqliteDatabase, SqliteCode> database, bool isReadOnly) {
-    struct stat identity {};
-    std::string state = isReadOnly ? fileState() : std::string();
+    std::string state = isReadOnly ? file.state() : std::string();
     if (!database) return verdict(database.error(), "opening");
-    if (::stat(path.c_str(), &identity) != 0) {
+    const auto identity = file.identity();
+    if (!identity) {
         log.error("settings: the file is gone, errno=%d", errno);
         return Health::unreachable;
     }
@@ -276,9 +203,9 @@ SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::adopt(
     auto remove = database->prepare("DELETE FROM defaults WHERE key = ?");
     auto rename = database->prepare("UPDATE OR REPLACE defaults SET key = ?2 WHERE key = ?1");
     auto version = database->prepare("PRAGMA data_version");
-    opened.emplace(Opened{std::move(*database), std::move(select), std::move(upsert),
-        std::move(remove), std::move(rename), std::move(version), identity.st_dev, identity.st_ino,
-        isReadOnly, std::move(state)});
+    opened.emplace(
+        Opened{std::move(*database), std::move(select), std::move(upsert), std::move(remove),
+            std::move(rename), std::move(version), *identity, isReadOnly, std::move(state)});
     ++openings;
     return Health::sound;
 }
@@ -340,39 +267,29 @@ SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::check(SqliteDatabase& dat
 /// which stays beside it under another name. The path names a whole file at every
 /// moment of it.
 SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::mend() {
-    const fs::path mended = withSuffix(path, ".mended");
-    std::error_code error;
-    for (const char* suffix : {"", "-journal", "-wal", "-shm"})
-        fs::remove(withSuffix(mended, suffix), error); // of a process that was killed here
+    const SqliteFile mended{file.with(".mended")};
+    mended.remove(); // of a process that was killed here
     if (!salvageInto(mended)) {
-        fs::remove(mended, error);
+        mended.remove();
         return Health::unreachable;
     }
-
-    const fs::path aside = nameForDamaged(path);
-    fs::create_hard_link(path, aside, error);
-    if (error) fs::copy_file(path, aside, error);
-    if (!error) {
-        // The log goes first: beside a new file it would be played into that.
-        std::error_code none;
-        fs::rename(withSuffix(path, "-wal"), withSuffix(aside, "-wal"), none);
-        fs::remove(withSuffix(path, "-shm"), none);
-        fs::rename(mended, path, error);
-    }
-    if (error) {
-        log.error("settings: the damaged file cannot be set aside, errno=%d", error.value());
+    const auto aside = file.setAside(mended);
+    if (!aside) {
+        log.error(
+            "settings: the damaged file cannot be set aside, errno=%d", aside.error().value());
         return Health::unreachable;
     }
-    log.error("settings: set aside as %s", aside.filename().c_str());
+    log.error("settings: set aside as %s", aside->filename().c_str());
     return openSound();
 }
 
 /// Copies every value that can still be read into a new file; reads from both
 /// ends, since a damaged page stops either way.
-bool SqliteUserDefaultsFile::salvageInto(const fs::path& mended) {
-    auto source = SqliteDatabase::open(path);
-    auto target = createPrivate(mended) ? SqliteDatabase::open(mended)
-                                        : Result<SqliteDatabase, SqliteCode>(failure(SqliteCode{}));
+bool SqliteUserDefaultsFile::salvageInto(const SqliteFile& mended) {
+    auto source = SqliteDatabase::open(file.path);
+    auto target = mended.createPrivate()
+                      ? SqliteDatabase::open(mended.path)
+                      : Result<SqliteDatabase, SqliteCode>(failure(SqliteCode{}));
     if (!source || !target || !target->execute("PRAGMA page_size = 8192").isOk() ||
         !target->execute("BEGIN").isOk() || !target->execute(schema).isOk() ||
         !target->execute("PRAGMA user_version = 1").isOk()) {

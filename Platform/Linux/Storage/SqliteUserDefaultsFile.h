@@ -8,7 +8,7 @@
 
 #include "Foundation/Log.h"
 #include "Foundation/UserDefaults.h"
-#include "PlatformStorage/SqliteDatabase.h"
+#include "PlatformStorage/SqliteFile.h"
 
 namespace nimbe {
 
@@ -56,21 +56,19 @@ private:
         SqliteStatement remove;
         SqliteStatement rename;
         SqliteStatement version;
-        std::uint64_t device = 0; // which file the path named
-        std::uint64_t inode = 0;
+        SqliteFile::Identity identity; // of what the path named
         bool isReadOnly = false;
         std::string state = {}; // of a file that is read without locks
     };
     enum class Health { sound, damaged, newer, unreachable, unwritable };
 
-    std::filesystem::path path;
+    SqliteFile file;
     Log log;
     std::optional<Opened> opened;
     std::int64_t openings = 0;
     bool isInTransaction = false;
     bool isSuspect = false; // damage was met: look it over again before the next use
 
-    [[nodiscard]] bool prepareFolder();
     [[nodiscard]] Health open(Use use);
     [[nodiscard]] Health openSound();
     [[nodiscard]] Health openReadOnly();
@@ -78,10 +76,8 @@ private:
     [[nodiscard]] Health prepareForWriting(SqliteDatabase& database);
     [[nodiscard]] Health check(SqliteDatabase& database);
     [[nodiscard]] Health verdict(SqliteCode code, const char* step);
-    [[nodiscard]] bool isWritable() const;
-    [[nodiscard]] std::string fileState() const;
     [[nodiscard]] Health mend();
-    [[nodiscard]] bool salvageInto(const std::filesystem::path& mended);
+    [[nodiscard]] bool salvageInto(const SqliteFile& mended);
     [[nodiscard]] bool finish(SqliteStatement& statement, const char* action);
     [[nodiscard]] DefaultsError report(SqliteCode code, const char* action);
 };
