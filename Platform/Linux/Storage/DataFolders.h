@@ -26,6 +26,7 @@ struct DataFolders {
     [[nodiscard]] static std::optional<DataFolders> find();
 
     [[nodiscard]] std::filesystem::path settingsFile() const { return data / "settings.sqlite"; }
+    [[nodiscard]] std::filesystem::path syncFile() const { return data / "sync.sqlite"; }
 };
 
 } // namespace nimbe

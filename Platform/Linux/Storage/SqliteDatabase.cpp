@@ -49,6 +49,15 @@ void SqliteStatement::bind(int position, std::int64_t number) {
     sqlite3_bind_int64(statement.get(), position, number);
 }
 
+void SqliteStatement::bind(int position, double number) {
+    sqlite3_bind_double(statement.get(), position, number);
+}
+
+void SqliteStatement::bindFrom(int position, const SqliteStatement& row, int column) {
+    sqlite3_bind_value(
+        statement.get(), position, sqlite3_column_value(row.statement.get(), column));
+}
+
 void SqliteStatement::bindBytes(int position, std::string_view bytes) {
     // A null pointer would bind NULL: no bytes are still a value.
     const char* data = bytes.empty() ? "" : bytes.data();
@@ -70,6 +79,10 @@ std::int64_t SqliteStatement::integer(int column) const {
     return sqlite3_column_int64(statement.get(), column);
 }
 
+double SqliteStatement::real(int column) const {
+    return sqlite3_column_double(statement.get(), column);
+}
+
 std::string_view SqliteStatement::bytes(int column) const {
     const auto* data = static_cast<const char*>(sqlite3_column_blob(statement.get(), column));
     const int size = sqlite3_column_bytes(statement.get(), column);
@@ -78,6 +91,10 @@ std::string_view SqliteStatement::bytes(int column) const {
 
 bool SqliteStatement::isInteger(int column) const {
     return sqlite3_column_type(statement.get(), column) == SQLITE_INTEGER;
+}
+
+bool SqliteStatement::isNull(int column) const {
+    return sqlite3_column_type(statement.get(), column) == SQLITE_NULL;
 }
 
 void SqliteDatabase::Close::operator()(sqlite3* database) const {

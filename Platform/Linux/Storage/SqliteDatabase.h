@@ -35,15 +35,21 @@ public:
 
     void bind(int position, std::string_view text);
     void bind(int position, std::int64_t number);
+    void bind(int position, double number);
     void bindBytes(int position, std::string_view bytes); // lent until the next reset
+
+    /// The value of another statement's row, of whichever type.
+    void bindFrom(int position, const SqliteStatement& row, int column);
 
     /// Row or done; a failed preparation fails here.
     [[nodiscard]] SqliteCode step();
     void reset();
 
     [[nodiscard]] std::int64_t integer(int column) const;
+    [[nodiscard]] double real(int column) const;
     [[nodiscard]] std::string_view bytes(int column) const; // valid until the next step
     [[nodiscard]] bool isInteger(int column) const;
+    [[nodiscard]] bool isNull(int column) const;
 
 private:
     friend class SqliteDatabase;
