@@ -1,0 +1,447 @@
+#include "PlatformSyncStorage/SqliteSyncDatabase.h"
+
+#include <limits>
+
+namespace nimbe {
+namespace {
+
+Bytes bytesOf(std::string_view view) {
+    return {view.begin(), view.end()};
+}
+
+std::string_view viewOf(const Bytes& bytes) {
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+std::int64_t integerOf(bool flag) {
+    return flag ? 1 : 0;
+}
+
+std::string encoded(const std::vector<std::uint64_t>& changes) {
+    std::string bytes;
+    for (const auto change : changes)
+        for (int shift = 56; shift >= 0; shift -= 8)
+            bytes += static_cast<char>(static_cast<std::uint8_t>(change >> shift));
+    return bytes;
+}
+
+std::vector<std::uint64_t> decoded(std::string_view bytes) {
+    std::vector<std::uint64_t> changes(bytes.size() / 8);
+    for (std::size_t i = 0; i < changes.size() * 8; ++i)
+        changes[i / 8] = changes[i / 8] << 8 | static_cast<std::uint8_t>(bytes[i]);
+    return changes;
+}
+
+std::optional<TranscriptItem> transcriptOf(const SqliteStatement& row) {
+    const auto id = UUID::parse(row.bytes(0));
+    if (!id) return std::nullopt;
+    TranscriptItem item{*id, Date{row.real(1)}, std::string(row.bytes(2)), bytesOf(row.bytes(3))};
+    if (!row.isNull(4)) item.originalCiphertext = bytesOf(row.bytes(4));
+    return item;
+}
+
+/// Absent for a row that no version has written.
+std::optional<SyncModel> modelOf(SyncKind kind, const SqliteStatement& row) {
+    switch (kind) {
+    case SyncKind::transcript: return transcriptOf(row);
+    case SyncKind::dictionaryEntry:
+        return DictionaryEntry{
+            std::string(row.bytes(0)), std::string(row.bytes(1)), Date{row.real(2)}};
+    case SyncKind::preferences: return Preferences{row.integer(1) != 0, std::string(row.bytes(2))};
+    case SyncKind::modeStyle:
+        return ModeStyle{std::string(row.bytes(0)), std::string(row.bytes(1))};
+    }
+    return std::nullopt;
+}
+
+/// The statements of a kind's table; columns as modelOf reads them.
+struct Statements {
+    const char* one;
+    const char* firstPage;
+    const char* nextPage; // ?2: the limit; ?1 and ?3: the last id and time of the page before
+    const char* write;
+    const char* erase;
+};
+
+const Statements& statementsFor(SyncKind kind) {
+    static constexpr Statements all[] = {
+        {"SELECT id, createdAt, mode, ciphertext, originalCiphertext FROM transcripts WHERE id = ?",
+            "SELECT id, createdAt, mode, ciphertext, originalCiphertext FROM transcripts "
+            "ORDER BY createdAt DESC, id DESC LIMIT ?2",
+            "SELECT id, createdAt, mode, ciphertext, originalCiphertext FROM transcripts "
+            "WHERE (createdAt, id) < (?3, ?1) ORDER BY createdAt DESC, id DESC LIMIT ?2",
+            "INSERT OR REPLACE INTO transcripts(id, createdAt, mode, ciphertext, "
+            "originalCiphertext) VALUES(?, ?, ?, ?, ?)",
+            "DELETE FROM transcripts WHERE id = ?"},
+        {"SELECT term, replacement, updatedAt FROM dictionaryEntries WHERE term = ?",
+            "SELECT term, replacement, updatedAt FROM dictionaryEntries ORDER BY term LIMIT ?2",
+            "SELECT term, replacement, updatedAt FROM dictionaryEntries WHERE term > ?1 "
+            "ORDER BY term LIMIT ?2",
+            "INSERT OR REPLACE INTO dictionaryEntries(term, replacement, updatedAt) "
+            "VALUES(?, ?, ?)",
+            "DELETE FROM dictionaryEntries WHERE term = ?"},
+        {"SELECT id, cleanupEnabled, defaultMode FROM preferences WHERE id = ?",
+            "SELECT id, cleanupEnabled, defaultMode FROM preferences ORDER BY id LIMIT ?2",
+            "SELECT id, cleanupEnabled, defaultMode FROM preferences WHERE id > ?1 "
+            "ORDER BY id LIMIT ?2",
+            "INSERT OR REPLACE INTO preferences(id, cleanupEnabled, defaultMode) VALUES(?, ?, ?)",
+            "DELETE FROM preferences WHERE id = ?"},
+        {"SELECT mode, styleNote FROM modeStyles WHERE mode = ?",
+            "SELECT mode, styleNote FROM modeStyles ORDER BY mode LIMIT ?2",
+            "SELECT mode, styleNote FROM modeStyles WHERE mode > ?1 ORDER BY mode LIMIT ?2",
+            "INSERT OR REPLACE INTO modeStyles(mode, styleNote) VALUES(?, ?)",
+            "DELETE FROM modeStyles WHERE mode = ?"},
+    };
+    return all[static_cast<std::size_t>(kind)];
+}
+
+struct BindModel {
+    SqliteStatement& statement;
+
+    void operator()(const TranscriptItem& item) const {
+        statement.bind(1, item.id.text());
+        statement.bind(2, item.createdAt.sinceReference);
+        statement.bind(3, item.mode);
+        statement.bindBytes(4, viewOf(item.ciphertext));
+        if (item.originalCiphertext) statement.bindBytes(5, viewOf(*item.originalCiphertext));
+    }
+    void operator()(const DictionaryEntry& entry) const {
+        statement.bind(1, entry.term);
+        statement.bind(2, entry.replacement);
+        statement.bind(3, entry.updatedAt.sinceReference);
+    }
+    void operator()(const Preferences& preferences) const {
+        statement.bind(1, SyncSchema::id(preferences));
+        statement.bind(2, integerOf(preferences.cleanupEnabled));
+        statement.bind(3, preferences.defaultMode);
+    }
+    void operator()(const ModeStyle& style) const {
+        statement.bind(1, style.mode);
+        statement.bind(2, style.styleNote);
+    }
+};
+
+// No text at all would be NULL, with which nothing compares; an empty one stands before all.
+constexpr std::string_view first = "";
+
+std::int64_t limitOf(std::size_t limit) {
+    constexpr std::size_t most = std::numeric_limits<std::int32_t>::max();
+    return static_cast<std::int64_t>(std::min(limit, most));
+}
+
+} // namespace
+
+SqliteSyncDatabase::SqliteSyncDatabase(std::filesystem::path file, SyncFile::Use use, LogSink& sink)
+    : file(std::move(file), use, sink) {}
+
+SyncResult<> SqliteSyncDatabase::open() {
+    const std::lock_guard guard(lock);
+    const auto database = file.database();
+    if (!database) return failure(database.error());
+    return {};
+}
+
+/// One statement to its end. Where there is no file yet, none has rows.
+SyncResult<> SqliteSyncDatabase::run(
+    const char* sql, const Bind& bind, const Row& row, const char* action) {
+    const auto database = file.database();
+    if (!database) return failure(database.error());
+    if (!*database) return {};
+    if (statementsOf != file.openings()) statements.clear();
+    statementsOf = file.openings();
+    auto found = statements.find(sql);
+    if (found == statements.end()) found = statements.emplace(sql, (*database)->prepare(sql)).first;
+    auto& statement = found->second;
+    bind(statement);
+    auto code = statement.step();
+    for (; code.isRow(); code = statement.step()) row(statement);
+    statement.reset();
+    if (code.isDone()) return {};
+    auto error = file.report(code, action);
+    statements.clear(); // a failed preparation is made again
+    return failure(std::move(error));
+}
+
+SyncResult<> SqliteSyncDatabase::change(const char* sql, const Bind& bind, const char* action) {
+    ++changes;
+    return run(
+        sql, bind, [](const SqliteStatement& /*row*/) {}, action);
+}
+
+SyncResult<> SqliteSyncDatabase::transaction(const std::function<SyncResult<>()>& body) {
+    const std::lock_guard guard(lock);
+    if (depth > 0) return body();
+    const auto database = file.database();
+    if (!database) return failure(database.error());
+    if (!*database) return body(); // for reading
+    if (const auto code = (*database)->execute("BEGIN IMMEDIATE"); !code.isOk())
+        return failure(file.report(code, "locking"));
+    ++depth;
+    auto result = body();
+    --depth;
+    ++changes;
+    // On a full disk SQLite may have rolled back by itself.
+    if (result && (*database)->isAutocommitting())
+        result = failure(SyncError{SyncError::Kind::full, "rolled back"});
+    if (result) {
+        const auto code = (*database)->execute("COMMIT");
+        if (!code.isOk())
+            result = failure(file.report(code, "keeping"));
+        else if (!file.isStillThere())
+            result = failure(SyncError{SyncError::Kind::unavailable, "set aside meanwhile"});
+    }
+    if (!(*database)->isAutocommitting()) (void)(*database)->execute("ROLLBACK");
+    return result;
+}
+
+/// Reads of several statements, with no other writer's change in between.
+SyncResult<> SqliteSyncDatabase::inOneView(const std::function<SyncResult<>()>& body) {
+    if (depth > 0) return body();
+    const auto database = file.database();
+    if (!database) return failure(database.error());
+    if (!*database) return body();
+    if (const auto code = (*database)->execute("BEGIN"); !code.isOk())
+        return failure(file.report(code, "reading"));
+    ++depth;
+    auto result = body();
+    --depth;
+    if (!(*database)->isAutocommitting()) (void)(*database)->execute("COMMIT");
+    return result;
+}
+
+SyncResult<std::optional<SyncModel>> SqliteSyncDatabase::model(
+    SyncKind kind, const std::string& id) {
+    std::optional<SyncModel> found;
+    const auto result = run(
+        statementsFor(kind).one, [&](SqliteStatement& bound) { bound.bind(1, id); },
+        [&](const SqliteStatement& row) { found = modelOf(kind, row); }, "reading");
+    if (!result) return failure(result.error());
+    return found;
+}
+
+SyncResult<std::optional<SyncRecord>> SqliteSyncDatabase::read(
+    SyncKind kind, const std::string& id) {
+    const std::lock_guard guard(lock);
+    std::optional<SyncRecord> record;
+    const auto result = inOneView([&]() -> SyncResult<> {
+        auto mirrored = run(
+            "SELECT revision, isDirty, changes, more FROM mirror WHERE kind = ? AND id = ?",
+            [&](SqliteStatement& bound) {
+                bound.bind(1, SyncSchema::rawValue(kind));
+                bound.bind(2, id);
+            },
+            [&](const SqliteStatement& row) {
+                record = SyncRecord{kind, id, {},
+                    {row.integer(0), row.integer(1) != 0, decoded(row.bytes(2))},
+                    std::string(row.bytes(3))};
+            },
+            "reading");
+        if (!mirrored || !record) return mirrored;
+        auto found = model(kind, id);
+        if (!found) return failure(found.error());
+        record->model = std::move(*found);
+        return {};
+    });
+    if (!result) return failure(result.error());
+    return record;
+}
+
+SyncResult<> SqliteSyncDatabase::write(const SyncRecord& record) {
+    return transaction([&]() -> SyncResult<> {
+        const auto changesBytes = encoded(record.mirror.changes);
+        auto result = change(
+            "INSERT OR REPLACE INTO mirror(kind, id, revision, isDirty, isDeleted, changes, more) "
+            "VALUES(?, ?, ?, ?, ?, ?, ?)",
+            [&](SqliteStatement& bound) {
+                bound.bind(1, SyncSchema::rawValue(record.kind));
+                bound.bind(2, record.id);
+                bound.bind(3, record.mirror.revision);
+                bound.bind(4, integerOf(record.mirror.isDirty));
+                bound.bind(5, integerOf(!record.model));
+                bound.bindBytes(6, changesBytes);
+                bound.bind(7, record.more);
+            },
+            "writing");
+        if (!result) return result;
+        return record.model ? writeModel(*record.model) : eraseModel(record.kind, record.id);
+    });
+}
+
+SyncResult<> SqliteSyncDatabase::writeModel(const SyncModel& model) {
+    return change(
+        statementsFor(SyncSchema::kind(model)).write,
+        [&](SqliteStatement& bound) { std::visit(BindModel{bound}, model); }, "writing");
+}
+
+SyncResult<> SqliteSyncDatabase::eraseModel(SyncKind kind, const std::string& id) {
+    return change(
+        statementsFor(kind).erase, [&](SqliteStatement& bound) { bound.bind(1, id); }, "erasing");
+}
+
+SyncResult<> SqliteSyncDatabase::erase(SyncKind kind, const std::string& id) {
+    return transaction([&]() -> SyncResult<> {
+        auto result = change(
+            "DELETE FROM mirror WHERE kind = ? AND id = ?",
+            [&](SqliteStatement& bound) {
+                bound.bind(1, SyncSchema::rawValue(kind));
+                bound.bind(2, id);
+            },
+            "erasing");
+        return result ? eraseModel(kind, id) : result;
+    });
+}
+
+SyncResult<std::vector<SyncModel>> SqliteSyncDatabase::page(
+    SyncKind kind, const std::optional<Position>& after, std::size_t limit) {
+    const std::lock_guard guard(lock);
+    std::vector<SyncModel> models;
+    const auto& texts = statementsFor(kind);
+    const auto result = run(
+        after ? texts.nextPage : texts.firstPage,
+        [&](SqliteStatement& bound) {
+            bound.bind(2, limitOf(limit));
+            if (!after) return;
+            bound.bind(1, after->id);
+            bound.bind(3, after->createdAt.sinceReference); // where there is a third
+        },
+        [&](const SqliteStatement& row) {
+            if (auto model = modelOf(kind, row)) models.push_back(std::move(*model));
+        },
+        "reading");
+    if (!result) return failure(result.error());
+    return models;
+}
+
+SyncResult<std::int64_t> SqliteSyncDatabase::version() {
+    const std::lock_guard guard(lock);
+    // Counts what other connections have changed; what was changed here counts beside it.
+    std::int64_t others = 0;
+    const auto result = run(
+        "PRAGMA data_version", [](SqliteStatement& /*bound*/) {},
+        [&](const SqliteStatement& row) { others = row.integer(0); }, "asking the file");
+    if (!result) return failure(result.error());
+    return file.openings() << 40 | (others + changes);
+}
+
+SyncResult<MirrorJournal::State> SqliteSyncDatabase::state() {
+    const std::lock_guard guard(lock);
+    State state;
+    const auto result = run(
+        "SELECT cloud, pulled FROM mirrorState", [](SqliteStatement& /*bound*/) {},
+        [&](const SqliteStatement& row) {
+            state = {std::string(row.bytes(0)), row.integer(1)};
+        },
+        "reading");
+    if (!result) return failure(result.error());
+    return state;
+}
+
+SyncResult<> SqliteSyncDatabase::setState(const State& state) {
+    const std::lock_guard guard(lock);
+    return change(
+        "INSERT OR REPLACE INTO mirrorState(id, cloud, pulled) VALUES(1, ?, ?)",
+        [&](SqliteStatement& bound) {
+            bound.bind(1, state.cloud);
+            bound.bind(2, state.pulled);
+        },
+        "writing");
+}
+
+SyncResult<std::vector<SyncRecord>> SqliteSyncDatabase::pending(
+    const std::optional<std::pair<SyncKind, std::string>>& after, std::size_t limit) {
+    const std::lock_guard guard(lock);
+    std::vector<SyncRecord> records;
+    const auto result = inOneView([&]() -> SyncResult<> {
+        auto found = run(
+            "SELECT kind, id, revision, changes, more FROM mirror "
+            "WHERE isDirty = 1 AND (kind, id) > (?, ?) ORDER BY kind, id LIMIT ?",
+            [&](SqliteStatement& bound) {
+                bound.bind(1, after ? SyncSchema::rawValue(after->first) : first);
+                bound.bind(2, after ? std::string_view(after->second) : first);
+                bound.bind(3, limitOf(limit));
+            },
+            [&](const SqliteStatement& row) {
+                const auto kind = SyncSchema::kind(row.bytes(0));
+                if (!kind) return;
+                records.push_back({*kind, std::string(row.bytes(1)), {},
+                    {row.integer(2), true, decoded(row.bytes(3))}, std::string(row.bytes(4))});
+            },
+            "reading");
+        for (auto& record : records) {
+            if (!found) break;
+            auto read = model(record.kind, record.id);
+            if (!read) return failure(read.error());
+            record.model = std::move(*read);
+        }
+        return found;
+    });
+    if (!result) return failure(result.error());
+    return records;
+}
+
+SyncResult<> SqliteSyncDatabase::keep(const CloudRecord& foreign) {
+    const std::lock_guard guard(lock);
+    return change(
+        "INSERT OR REPLACE INTO foreignRecords(kind, id, revision, isDeleted, payload) "
+        "VALUES(?, ?, ?, ?, ?)",
+        [&](SqliteStatement& bound) {
+            bound.bind(1, foreign.kind);
+            bound.bind(2, foreign.id);
+            bound.bind(3, foreign.revision);
+            bound.bind(4, integerOf(foreign.isDeleted));
+            bound.bindBytes(5, viewOf(foreign.payload));
+        },
+        "writing");
+}
+
+SyncResult<> SqliteSyncDatabase::drop(const std::string& kind, const std::string& id) {
+    const std::lock_guard guard(lock);
+    return change(
+        "DELETE FROM foreignRecords WHERE kind = ? AND id = ?",
+        [&](SqliteStatement& bound) {
+            bound.bind(1, kind);
+            bound.bind(2, id);
+        },
+        "erasing");
+}
+
+SyncResult<std::vector<CloudRecord>> SqliteSyncDatabase::foreign(
+    const std::optional<std::pair<std::string, std::string>>& after, std::size_t limit) {
+    const std::lock_guard guard(lock);
+    std::vector<CloudRecord> records;
+    const auto result = run(
+        "SELECT kind, id, revision, isDeleted, payload FROM foreignRecords "
+        "WHERE (kind, id) > (?, ?) ORDER BY kind, id LIMIT ?",
+        [&](SqliteStatement& bound) {
+            bound.bind(1, after ? std::string_view(after->first) : first);
+            bound.bind(2, after ? std::string_view(after->second) : first);
+            bound.bind(3, limitOf(limit));
+        },
+        [&](const SqliteStatement& row) {
+            records.push_back({std::string(row.bytes(0)), std::string(row.bytes(1)), row.integer(2),
+                row.integer(3) != 0, bytesOf(row.bytes(4))});
+        },
+        "reading");
+    if (!result) return failure(result.error());
+    return records;
+}
+
+SyncResult<> SqliteSyncDatabase::offerAllAnew() {
+    return transaction([&]() -> SyncResult<> {
+        for (const char* sql : {"UPDATE mirror SET isDirty = 1, revision = min(revision, 0)",
+                 "UPDATE foreignRecords SET revision = 0", "DELETE FROM mirrorState"})
+            if (auto result = change(
+                    sql, [](SqliteStatement& /*bound*/) {}, "writing");
+                !result)
+                return result;
+        return {};
+    });
+}
+
+SyncResult<std::unique_ptr<SyncDatabase>> SqliteSyncDatabaseOpener::open() {
+    auto database = std::make_unique<SqliteSyncDatabase>(file, SyncFile::Use::write, sink);
+    if (auto opened = database->open(); !opened) return failure(opened.error());
+    return database;
+}
+
+} // namespace nimbe
