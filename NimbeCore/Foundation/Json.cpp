@@ -1,5 +1,6 @@
 #include "Foundation/Json.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -120,6 +121,34 @@ void Json::set(std::string_view key, Json newValue) {
     }
     if (!asObject()) *this = Json(Object{});
     std::get<Object>(value).push_back({std::string(key), std::move(newValue)});
+}
+
+void Json::remove(std::string_view key) {
+    if (auto* members = std::get_if<Object>(&value))
+        std::erase_if(*members, [key](const Member& member) { return member.key == key; });
+}
+
+void Json::sortMembers() {
+    const auto areInOrder = [](const Member& a, const Member& b) {
+        return a.key < b.key;
+    };
+    const auto areSame = [](const Member& a, const Member& b) {
+        return a.key == b.key;
+    };
+    std::vector<Json*> pending{this};
+    while (!pending.empty()) {
+        auto* const json = pending.back();
+        pending.pop_back();
+        if (auto* elements = json->asArray()) {
+            for (auto& element : *elements) pending.push_back(&element);
+        } else if (auto* members = std::get_if<Object>(&json->value)) {
+            // Backwards, so that of equal keys the last one comes first and stays.
+            std::reverse(members->begin(), members->end());
+            std::stable_sort(members->begin(), members->end(), areInOrder);
+            members->erase(std::unique(members->begin(), members->end(), areSame), members->end());
+            for (auto& member : *members) pending.push_back(&member.value);
+        }
+    }
 }
 
 bool operator==(const Json& left, const Json& right) {

@@ -52,6 +52,8 @@ public:
     /// Of a member given twice both are kept, and the last one counts.
     [[nodiscard]] static Result<Json, JsonError> parse(std::string_view text);
 
+    /// Pretty: two spaces a level, which do not grow any more below a hundred levels,
+    /// so that the text stays as long as what it says.
     enum class Layout { compact, pretty };
     [[nodiscard]] std::string text(Layout layout = Layout::compact) const;
 
@@ -75,6 +77,13 @@ public:
     /// In an object (anything else becomes an empty one first): replaces the
     /// member that counts, or adds one at the end.
     void set(std::string_view key, Json newValue);
+
+    /// In an object: takes the members of that name out, all of them.
+    void remove(std::string_view key);
+
+    /// In every object the members by the bytes of their keys, which for UTF-8 is the
+    /// order of code points; of a member given twice the one that counts stays.
+    void sortMembers();
 
     friend bool operator==(const Json& left, const Json& right);
 

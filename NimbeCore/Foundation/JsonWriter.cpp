@@ -14,6 +14,7 @@ public:
         std::vector<Open> open;
         begin(root, writer, open);
         while (!open.empty()) {
+            indent(writer, open.size());
             auto& [container, next] = open.back();
             if (const auto* elements = container->asArray()) {
                 if (next < elements->size()) {
@@ -41,6 +42,15 @@ private:
         const Json* container;
         std::size_t next;
     };
+
+    // The writer's own indentation is of the nesting times this.
+    template <typename Output>
+    static void indent(rapidjson::PrettyWriter<Output>& writer, std::size_t level) {
+        constexpr std::size_t deepest = 100;
+        writer.SetIndent(' ', level > deepest ? 0 : 2);
+    }
+    template <typename Output>
+    static void indent(rapidjson::Writer<Output>& /*compact*/, std::size_t /*level*/) {}
 
     static rapidjson::SizeType size(const std::string& text) {
         return static_cast<rapidjson::SizeType>(text.size());
@@ -70,7 +80,6 @@ std::string Json::text(Layout layout) const {
     rapidjson::StringBuffer buffer;
     if (layout == Layout::pretty) {
         rapidjson::PrettyWriter<rapidjson::StringBuffer> writer(buffer);
-        writer.SetIndent(' ', 2);
         JsonPrinter::print(*this, writer);
     } else {
         rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);

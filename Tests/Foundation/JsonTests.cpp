@@ -93,6 +93,46 @@ TEST(Json, nestingOfAnyDepthIsReadCopiedComparedWrittenAndDropped) {
     EXPECT_EQ(nested->text(), objects);
 }
 
+TEST(Json, membersAreSortedAtEveryLevelAndTheOneThatCountsStays) {
+    struct Case {
+        std::string_view text;
+        std::string_view sorted;
+    };
+    const Case cases[] = {
+        {R"({"b":1,"a":[{"d":1.0,"c":1e400}],"":0})", R"({"":0,"a":[{"c":1e400,"d":1.0}],"b":1})"},
+        {R"({"a":{"x":1},"b":2,"a":{"z":3,"y":4,"z":5}})", R"({"a":{"y":4,"z":5},"b":2})"},
+        // By bytes: capitals first, and U+FF5E before U+1F600, which UTF-16 would turn around.
+        {R"({"é":0,"a":0,"Z":0,"😀":0,"～":0})", R"({"Z":0,"a":0,"é":0,"～":0,"😀":0})"},
+        {R"([3,1,2])", "[3,1,2]"},
+        {"7", "7"},
+    };
+    for (const auto& c : cases) {
+        auto json = *Json::parse(c.text);
+        json.sortMembers();
+        EXPECT_EQ(json.text(), c.sorted);
+    }
+}
+
+TEST(Json, allMembersOfANameAreRemoved) {
+    auto json = *Json::parse(R"({"a":1,"b":{"a":2},"a":3})");
+    json.remove("a");
+    json.remove("c");
+    EXPECT_EQ(json.text(), R"({"b":{"a":2}})");
+}
+
+TEST(Json, prettyTextOfDeepNestingStaysShort) {
+    constexpr std::size_t depth = 500'000;
+    std::string text;
+    for (std::size_t i = 0; i < depth; ++i) text += R"([{"a":)";
+    text += "1";
+    for (std::size_t i = 0; i < depth; ++i) text += "}]";
+    auto json = *Json::parse(text);
+    json.sortMembers();
+    const auto pretty = json.text(Json::Layout::pretty);
+    EXPECT_LT(pretty.size(), 4 * text.size());
+    EXPECT_TRUE(*Json::parse(pretty) == json);
+}
+
 TEST(Json, prettyTextReadsBackAsTheSame) {
     const auto json = *Json::parse(R"({"a":[1,{"b":null}],"c":{}})");
     const auto pretty = json.text(Json::Layout::pretty);
