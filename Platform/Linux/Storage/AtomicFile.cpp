@@ -96,8 +96,12 @@ std::error_code AtomicFile::write(
     if (draft.file() < 0) return lastError();
     struct stat before {};
     if (existing == Existing::replace && ::lstat(path.c_str(), &before) == 0 &&
-        S_ISREG(before.st_mode))
+        S_ISREG(before.st_mode)) {
+        // The owner first: a change of it may take permissions away.
+        if (::fchown(draft.file(), before.st_uid, before.st_gid) != 0)
+            (void)::fchown(draft.file(), static_cast<uid_t>(-1), before.st_gid);
         (void)::fchmod(draft.file(), before.st_mode & 07777);
+    }
     if (!writeAll(draft.file(), bytes)) return lastError();
     if (!(existing == Existing::replace ? draft.replace(path) : draft.keep(path)))
         return lastError();

@@ -12,7 +12,7 @@ namespace nimbe {
 /// the machine.
 struct AtomicFile {
     enum class Existing {
-        replace, // its permissions are kept
+        replace, // its permissions are kept and, as far as may be, its owner
         keep     // nothing is written: std::errc::file_exists
     };
 
