@@ -14,6 +14,18 @@ std::optional<fs::path> folder(const DataFolders::Environment& environment, cons
     return fs::path(*value);
 }
 
+std::optional<fs::path> base(
+    const DataFolders::Environment& environment, const char* name, const char* below) {
+    const auto set = folder(environment, name);
+    const auto home = folder(environment, "HOME");
+    return set || !home ? set : std::optional<fs::path>(*home / below);
+}
+
+std::optional<std::string> ofThisProcess(const char* name) {
+    const char* value = std::getenv(name);
+    return value ? std::optional<std::string>(value) : std::nullopt;
+}
+
 } // namespace
 
 std::optional<DataFolders> DataFolders::find(const Environment& environment) {
@@ -23,23 +35,23 @@ std::optional<DataFolders> DataFolders::find(const Environment& environment) {
         return DataFolders{portable / "data", portable / "cache", portable / "config", true};
     }
 
-    const auto home = folder(environment, "HOME");
-    const auto base = [&](const char* name, const char* below) {
-        const auto set = folder(environment, name);
-        return set || !home ? set : std::optional<fs::path>(*home / below);
-    };
-    const auto data = base("XDG_DATA_HOME", ".local/share");
-    const auto cache = base("XDG_CACHE_HOME", ".cache");
-    const auto config = base("XDG_CONFIG_HOME", ".config");
+    const auto data = base(environment, "XDG_DATA_HOME", ".local/share");
+    const auto cache = base(environment, "XDG_CACHE_HOME", ".cache");
+    const auto config = commonConfig(environment);
     if (!data || !cache || !config) return std::nullopt;
     return DataFolders{*data / "nimbe", *cache / "nimbe", *config, false};
 }
 
 std::optional<DataFolders> DataFolders::find() {
-    return find([](const char* name) -> std::optional<std::string> {
-        const char* value = std::getenv(name);
-        return value ? std::optional<std::string>(value) : std::nullopt;
-    });
+    return find(ofThisProcess);
+}
+
+std::optional<fs::path> DataFolders::commonConfig(const Environment& environment) {
+    return base(environment, "XDG_CONFIG_HOME", ".config");
+}
+
+std::optional<fs::path> DataFolders::commonConfig() {
+    return commonConfig(ofThisProcess);
 }
 
 } // namespace nimbe

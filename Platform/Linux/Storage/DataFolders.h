@@ -25,6 +25,11 @@ struct DataFolders {
     /// With this process's environment.
     [[nodiscard]] static std::optional<DataFolders> find();
 
+    /// Where other programs look for their settings, whatever NIMBE_HOME says.
+    [[nodiscard]] static std::optional<std::filesystem::path> commonConfig(
+        const Environment& environment);
+    [[nodiscard]] static std::optional<std::filesystem::path> commonConfig();
+
     [[nodiscard]] std::filesystem::path settingsFile() const { return data / "settings.sqlite"; }
     [[nodiscard]] std::filesystem::path syncFile() const { return data / "sync.sqlite"; }
 };
