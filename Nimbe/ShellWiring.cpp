@@ -6,6 +6,7 @@
 #include "EndOfInput.h"
 #include "Interrupt.h"
 #include "ModuleLoader.h"
+#include "NimbeApp/MCPRegistration.h"
 #include "NimbeApp/WebModule.h"
 #include "NimbeEngine/Speech/AppleSpeechEngine.h"
 #include "NimbeEngine/Speech/LocalSpeechEngine.h"
@@ -17,6 +18,7 @@
 #include "PlatformDesktop/BusRemoteClient.h"
 #include "PlatformLanguageModel/ChatCompletionsModel.h"
 #include "PlatformLog/JournalLog.h"
+#include "PlatformStorage/AtomicConfigFiles.h"
 #include "PlatformStorage/AtomicFileWriter.h"
 #include "Terminal.h"
 
@@ -117,6 +119,24 @@ struct LanguageStack {
     LanguageServices services;
 };
 
+/// Without the user's data: it asks for nothing but other programs' settings.
+struct MCPStack {
+    explicit MCPStack(const std::filesystem::path& config)
+        : registration(files, MCPRegistration::Place::below(config, executablePath()), log),
+          services{registration, isPortable()} {}
+
+    DictationLog log;
+    AtomicConfigFiles files;
+    MCPRegistration registration;
+    MCPServices services;
+
+private:
+    [[nodiscard]] static bool isPortable() {
+        const auto folders = DataFolders::find();
+        return folders && folders->isPortable;
+    }
+};
+
 class LinuxShellServices final : public ShellServices {
 public:
     const HistoryServices* history(std::ostream& error) override {
@@ -157,6 +177,13 @@ public:
         asking.emplace(*ground, **loaded);
         return &asking->services;
     }
+    const MCPServices* mcp(std::ostream& error) override {
+        const auto config = DataFolders::commonConfig();
+        if (config && !mcpStack) mcpStack.emplace(*config);
+        if (!config)
+            error << "nimbe: There is no place for settings: HOME names no absolute path.\n";
+        return mcpStack ? &mcpStack->services : nullptr;
+    }
     RemoteInstance& remote() override { return instance; }
 
 private:
@@ -168,6 +195,7 @@ private:
     std::optional<HearingStack> hearing;
     std::optional<ListeningStack> dictation;
     std::optional<LanguageStack> asking;
+    std::optional<MCPStack> mcpStack;
 
     bool findGround(std::ostream& error) {
         if (ground) return true;

@@ -1,14 +1,15 @@
 #include "NimbeShell/CommandLine.h"
 
-#include <array>
 #include <optional>
 #include <ostream>
+#include <span>
 
 #include <CLI/CLI.hpp>
 
 #include "NimbeShell/FormatCommand.h"
 #include "NimbeShell/HistoryCommand.h"
 #include "NimbeShell/LanguageVerbs.h"
+#include "NimbeShell/MCPVerbs.h"
 #include "NimbeShell/ModelsCommand.h"
 #include "NimbeShell/RemoteVerbs.h"
 #include "NimbeShell/SettingsVerbs.h"
@@ -165,7 +166,7 @@ std::optional<std::string> missingVerb(const CLI::App& app, const char* const* w
 
 /// The verb with verbs of its own that the first word names.
 const CLI::App* groupOf(
-    int argc, const char* const* argv, const std::array<const CLI::App*, 4>& groups) {
+    int argc, const char* const* argv, std::span<const CLI::App* const> groups) {
     for (const auto* group : groups)
         if (argc > 1 && group->check_name(argv[1])) return group;
     return nullptr;
@@ -200,10 +201,11 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
     ModelsVerbs modelsVerbs(*modelsVerb, models);
     modelsVerbs.addAll();
     SettingsVerbs settings(app);
+    MCPVerbs mcp(app);
     RemoteVerbs remote(app);
 
-    const std::array<const CLI::App*, 4> groups{
-        historyVerb, modelsVerb, settings.app(), language.group()};
+    const CLI::App* const groups[] = {
+        historyVerb, modelsVerb, settings.app(), language.group(), mcp.app()};
     const auto refuse = [&](const std::string& message) {
         streams.error << "nimbe: " << message << "\n";
         if (formatVerb->parsed())
@@ -241,6 +243,7 @@ int runCommandLine(int argc, const char* const* argv, ShellServices& services, S
     if (speech.isParsed()) return speech.run(services, streams);
     if (language.isParsed()) return language.run(services, streams);
     if (settings.isParsed()) return settings.run(services, streams);
+    if (mcp.isParsed()) return mcp.run(services, streams);
     if (remote.isParsed()) return remote.run(services, streams);
     const auto* historyServices = services.history(streams.error);
     return historyServices ? runHistory(history, *historyServices, streams) : ExitCode::failure;

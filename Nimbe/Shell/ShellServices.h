@@ -5,6 +5,7 @@
 #include "NimbeShell/HistoryCommand.h"
 #include "NimbeShell/LanguageServices.h"
 #include "NimbeShell/ListenCommand.h"
+#include "NimbeShell/MCPVerbs.h"
 #include "NimbeShell/ModelsCommand.h"
 #include "NimbeShell/TranscribeCommand.h"
 
@@ -33,6 +34,9 @@ public:
     /// Null, with a message on `error`, when there is no place for the user's data or what
     /// asks servers cannot be loaded.
     [[nodiscard]] virtual const LanguageServices* language(std::ostream& error) = 0;
+
+    /// Null, with a message on `error`, when nobody says where programs keep their settings.
+    [[nodiscard]] virtual const MCPServices* mcp(std::ostream& error) = 0;
 
     /// The application that runs, if one does.
     [[nodiscard]] virtual RemoteInstance& remote() = 0;

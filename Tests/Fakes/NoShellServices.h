@@ -18,6 +18,7 @@ public:
         return nullptr;
     }
     const LanguageServices* language(std::ostream& /*error*/) override { return nullptr; }
+    const MCPServices* mcp(std::ostream& /*error*/) override { return nullptr; }
     RemoteInstance& remote() override { return instance; }
 
     FakeRemoteInstance instance;
