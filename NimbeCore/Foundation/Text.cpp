@@ -254,6 +254,77 @@ std::u16string lowerCase(std::u16string_view text) {
     return {lower.getBuffer(), static_cast<std::size_t>(lower.length())};
 }
 
+void appendLowerCase(std::string& to, std::string_view utf8) {
+    const auto begin = to.size();
+    to += utf8;
+    char* const added = to.data() + begin;
+    unsigned char all = 0; // without a branch, so that it goes by vectors
+    for (std::size_t i = 0; i < utf8.size(); ++i) {
+        const auto c = static_cast<unsigned char>(added[i]);
+        all = static_cast<unsigned char>(all | c);
+        const auto bit = static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? 0x20 : 0);
+        added[i] = static_cast<char>(c | bit);
+    }
+    if (all < 0x80) return;
+    to.resize(begin);
+    const auto lower = lowerCase(std::u16string_view(toUtf16(utf8).text));
+    UErrorCode error = U_ZERO_ERROR;
+    const auto* composing = icu::Normalizer2::getNFCInstance(error);
+    if (U_FAILURE(error)) std::abort(); // ICU without its data
+    const auto composed = composing->normalize(aliased(lower), error);
+    to += toUtf8({composed.getBuffer(), static_cast<std::size_t>(composed.length())});
+}
+
+std::string lowerCase(std::string_view utf8) {
+    std::string lower;
+    appendLowerCase(lower, utf8);
+    return lower;
+}
+
+std::vector<std::string> words(std::string_view utf8) {
+    std::vector<std::string> found;
+    const auto end = static_cast<std::int32_t>(utf8.size());
+    std::int32_t begin = 0;
+    const auto take = [&](std::int32_t upTo) {
+        if (upTo > begin)
+            found.emplace_back(utf8.substr(
+                static_cast<std::size_t>(begin), static_cast<std::size_t>(upTo - begin)));
+    };
+    for (std::int32_t at = 0; at < end;) {
+        const std::int32_t here = at;
+        const UChar32 c = nextScalar(utf8, at);
+        if (c < 0 || !u_isUWhiteSpace(c)) continue;
+        take(here);
+        begin = at;
+    }
+    take(end);
+    return found;
+}
+
+std::string_view beginning(std::string_view utf8, std::size_t most) {
+    if (utf8.size() <= most) return utf8;
+    // One character further: what follows may belong to the last one.
+    const auto plain = utf8.substr(0, most + 1);
+    if (isAllAscii(plain) && plain.find('\r') == plain.npos) return utf8.substr(0, most);
+    // Making one takes longer than using it.
+    thread_local const auto characters = [] {
+        UErrorCode status = U_ZERO_ERROR;
+        return std::unique_ptr<icu::BreakIterator>(
+            icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+    }();
+    if (!characters) std::abort(); // ICU without its data
+    UErrorCode status = U_ZERO_ERROR;
+    const std::unique_ptr<UText, decltype(&utext_close)> view(
+        utext_openUTF8(nullptr, utf8.data(), static_cast<std::int64_t>(utf8.size()), &status),
+        utext_close);
+    characters->setText(view.get(), status);
+    std::int32_t end = 0;
+    for (std::size_t count = 0; count < most && end != icu::BreakIterator::DONE; ++count)
+        end = characters->next();
+    const bool isAll = U_FAILURE(status) || end == icu::BreakIterator::DONE;
+    return isAll ? utf8 : utf8.substr(0, static_cast<std::size_t>(end));
+}
+
 std::size_t characterCount(std::string_view utf8) {
     const auto all = toUtf16(utf8).text;
     Characters characters(all);

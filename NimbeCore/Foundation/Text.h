@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Foundation/Locale.h"
 
@@ -50,6 +51,17 @@ void trim(std::u16string& text);
 
 /// By Unicode's own rules, of no language in particular; the length may change.
 [[nodiscard]] std::u16string lowerCase(std::u16string_view text);
+
+/// The same for UTF-8, and with accents composed (NFC), so that texts which look alike
+/// are alike.
+[[nodiscard]] std::string lowerCase(std::string_view utf8);
+void appendLowerCase(std::string& to, std::string_view utf8);
+
+/// What stands between white space.
+[[nodiscard]] std::vector<std::string> words(std::string_view utf8);
+
+/// The first `most` user-perceived characters, or all of them where there are fewer.
+[[nodiscard]] std::string_view beginning(std::string_view utf8, std::size_t most);
 
 /// User-perceived characters.
 [[nodiscard]] std::size_t characterCount(std::string_view utf8);
