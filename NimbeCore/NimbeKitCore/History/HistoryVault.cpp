@@ -30,12 +30,12 @@ void HistoryVault::fail(const KeyStoreError& error) {
     fail(kind, error.message());
 }
 
-void HistoryVault::reportUnreadable() {
+void HistoryVault::reportUnreadable(bool isKeyGone) {
     fail(Kind::listUnreadable,
-        cachedKey ? "A stored list could not be read and counts as empty. It is kept aside when "
-                    "another takes its place."
-                  : "The key of the stored history is gone from its place. Put it back to read the "
-                    "history; the next dictation begins a new one and keeps this one aside.");
+        isKeyGone ? "The key of the stored history is gone from its place. Put it back to read the "
+                    "history; the next dictation begins a new one and keeps this one aside."
+                  : "A stored list could not be read and counts as empty. It is kept aside when "
+                    "another takes its place.");
 }
 
 /// True also when it is certain that there is no key.

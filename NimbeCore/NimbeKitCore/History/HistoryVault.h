@@ -75,7 +75,7 @@ public:
         if (records)
             loaded.records = std::move(*records);
         else
-            reportUnreadable();
+            reportUnreadable(look == Look::bytes && !cachedKey);
         return loaded;
     }
 
@@ -113,7 +113,7 @@ private:
     [[nodiscard]] bool adopt(Bytes key);
     void fail(HistoryProblem::Kind kind, std::string_view sentence);
     void fail(const KeyStoreError& error);
-    void reportUnreadable();
+    void reportUnreadable(bool isKeyGone);
 };
 
 } // namespace nimbe
