@@ -58,7 +58,7 @@ bool MCPStdioLoop::flush() {
 
 void MCPStdioLoop::giveBack(std::string& text) {
     if (text.capacity() <= keptSize) return;
-    text = std::string();
+    std::string().swap(text); // an assignment may keep the memory
     channel.memoryBecameFree();
 }
 
