@@ -468,6 +468,53 @@ TEST_F(SqliteUserDefaultsTest, aReadOnlyViewFollowsWhatOthersWrite) {
     EXPECT_FALSE(reader.set(name, std::string("new")));
 }
 
+TEST_F(SqliteUserDefaultsTest, whoOnlyReadsFollowsWritersAndWritesNothing) {
+    OtherProcess first([&] { return open()->set(name, std::string("1")); });
+    OtherProcess second([&] {
+        auto writer = open();
+        return writer->set(name, std::string("2")) && ::raise(SIGKILL) == 0;
+    });
+    OtherProcess third([&] { return open()->set(name, std::string("3")); });
+    SqliteUserDefaults reader(file, log, SqliteUserDefaults::Access::readOnly);
+    EXPECT_EQ(reader.get(name), "nobody");
+    EXPECT_EQ(reader.revision(), 0);
+    EXPECT_FALSE(fs::exists(file.parent_path()));
+
+    EXPECT_TRUE(first.run());
+    EXPECT_EQ(reader.get(name), "1");
+    const auto one = reader.revision();
+    EXPECT_EQ(reader.get(name), "1");
+    EXPECT_EQ(reader.revision(), one) << "nothing has changed";
+    EXPECT_FALSE(second.run());
+    const auto two = reader.revision();
+    EXPECT_NE(two, one);
+    EXPECT_EQ(reader.get(name), "2");
+    EXPECT_TRUE(third.run());
+    EXPECT_NE(reader.revision(), two);
+    EXPECT_EQ(reader.get(name), "3");
+
+    const auto before = bytes();
+    EXPECT_FALSE(reader.set(name, std::string("mine")));
+    EXPECT_FALSE(reader.removeValue(name.key));
+    EXPECT_FALSE(reader.moveValue(name.key, other.key));
+    bool hasRun = false;
+    EXPECT_FALSE(reader.transaction([&] { return hasRun = true; }));
+    EXPECT_FALSE(hasRun);
+    EXPECT_EQ(reader.get(name), "3");
+    EXPECT_EQ(bytes(), before);
+}
+
+TEST_F(SqliteUserDefaultsTest, whoOnlyReadsLeavesDamageAsItIs) {
+    EXPECT_TRUE(open()->set(name, std::string("kept")));
+    setBytes(std::string(20'000, 'x'));
+    SqliteUserDefaults reader(file, log, SqliteUserDefaults::Access::readOnly);
+    ASSERT_FALSE(reader.value(name.key));
+    EXPECT_EQ(reader.value(name.key).error().kind, DefaultsError::Kind::unreadable);
+    EXPECT_EQ(reader.revision(), std::nullopt);
+    EXPECT_EQ(asideCount(), 0);
+    EXPECT_EQ(bytes(), std::string(20'000, 'x'));
+}
+
 TEST_F(SqliteUserDefaultsTest, aFileOfANewerVersionIsLeftAlone) {
     {
         auto defaults = open();

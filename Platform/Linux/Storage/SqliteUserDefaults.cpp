@@ -2,8 +2,14 @@
 
 namespace nimbe {
 
-SqliteUserDefaults::SqliteUserDefaults(std::filesystem::path path, LogSink& sink)
-    : log(sink, "settings"), file(std::move(path), sink) {}
+SqliteUserDefaults::SqliteUserDefaults(std::filesystem::path path, LogSink& sink, Access access)
+    : log(sink, "settings"), file(std::move(path), sink, access) {}
+
+std::optional<std::int64_t> SqliteUserDefaults::revision() {
+    const std::lock_guard lock(mutex);
+    const auto version = file.version(SqliteUserDefaultsFile::Use::read);
+    return version ? std::optional(*version) : std::nullopt;
+}
 
 Result<std::optional<UserDefaults::Value>, DefaultsError> SqliteUserDefaults::value(
     std::string_view key) {

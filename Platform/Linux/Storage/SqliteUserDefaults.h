@@ -18,7 +18,12 @@ namespace nimbe {
 /// next call tries again. An unchanged value is answered from memory.
 class SqliteUserDefaults final : public UserDefaults {
 public:
-    SqliteUserDefaults(std::filesystem::path file, LogSink& sink);
+    using Access = SqliteUserDefaultsFile::Access;
+    SqliteUserDefaults(std::filesystem::path file, LogSink& sink, Access access = Access::full);
+
+    /// A number that stays the same as long as no other process changes anything; absent
+    /// when the file cannot be looked at. Changes made through this object do not count.
+    [[nodiscard]] std::optional<std::int64_t> revision();
 
     [[nodiscard]] Result<std::optional<Value>, DefaultsError> value(std::string_view key) override;
     [[nodiscard]] bool setValue(std::string_view key, Value value) override;

@@ -19,8 +19,8 @@ constexpr Seconds lockPatience = 5;
 
 } // namespace
 
-SqliteUserDefaultsFile::SqliteUserDefaultsFile(fs::path path, LogSink& sink)
-    : file{std::move(path)}, log(sink, "settings") {}
+SqliteUserDefaultsFile::SqliteUserDefaultsFile(fs::path path, LogSink& sink, Access access)
+    : file{std::move(path)}, log(sink, "settings"), access(access) {}
 
 Result<std::int64_t, DefaultsError> SqliteUserDefaultsFile::version(Use use) {
     using enum DefaultsError::Kind;
@@ -31,8 +31,12 @@ Result<std::int64_t, DefaultsError> SqliteUserDefaultsFile::version(Use use) {
     }
     // A file opened for reading alone is read without locks, as it then was. It may
     // become writable, or be so to others, who see another mount of it.
-    if (opened && opened->isReadOnly && (file.isWritable() || file.state() != opened->state))
+    if (opened && !opened->state.empty() && (file.isWritable() || file.state() != opened->state))
         opened.reset();
+    if (access == Access::readOnly && use == Use::write) {
+        log.warning("settings: this program only reads them");
+        return failure(DefaultsError{unavailable});
+    }
     if (opened && opened->isReadOnly && use == Use::write) {
         log.error("settings: the folder is read-only");
         return failure(DefaultsError{unavailable});
@@ -151,6 +155,7 @@ bool SqliteUserDefaultsFile::isStillThere() const {
 /// journal of a new file but fails at once, and a file that is being mended must
 /// not be opened before its values are back.
 SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::open(Use use) {
+    if (access == Access::readOnly) return openBesideWriters();
     if (const auto error = file.prepareFolder()) {
         log.error("settings: the folder cannot be made, errno=%d", error.value());
         return Health::unreachable;
@@ -174,16 +179,26 @@ SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::openSound() {
         log.error("settings: the file cannot be made, errno=%d", errno);
         return Health::unreachable;
     }
-    return adopt(SqliteDatabase::open(file.path), false);
+    return adopt(SqliteDatabase::open(file.path), false, Locks::taken);
 }
 
 SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::openReadOnly() {
-    return adopt(file.openReadOnly(), true);
+    return adopt(file.openReadOnly(), true, Locks::none);
+}
+
+/// With SQLite's locks, for which it keeps two files beside the database while it is open.
+/// Where those cannot be, nobody writes either.
+SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::openBesideWriters() {
+    using enum SqliteDatabase::ReadOnly;
+    Health health = Health::unwritable;
+    if (file.isWritable())
+        health = adopt(SqliteDatabase::openReadOnly(file.path, withLog), true, Locks::taken);
+    return health == Health::unwritable ? openReadOnly() : health;
 }
 
 SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::adopt(
-    Result<SqliteDatabase, SqliteCode> database, bool isReadOnly) {
-    std::string state = isReadOnly ? file.state() : std::string();
+    Result<SqliteDatabase, SqliteCode> database, bool isReadOnly, Locks locks) {
+    std::string state = locks == Locks::none ? file.state() : std::string();
     if (!database) return verdict(database.error(), "opening");
     const auto identity = file.identity();
     if (!identity) {

@@ -26,8 +26,12 @@ namespace nimbe {
 class SqliteUserDefaultsFile {
 public:
     enum class Use { read, write };
+    enum class Access {
+        full,
+        readOnly // nothing is written, made or mended; values are read beside writers
+    };
 
-    SqliteUserDefaultsFile(std::filesystem::path path, LogSink& sink);
+    SqliteUserDefaultsFile(std::filesystem::path path, LogSink& sink, Access access = Access::full);
 
     /// A number that stays the same as long as no other connection changes the
     /// file; opens it when that is still to do. Reading does not make a file.
@@ -58,12 +62,14 @@ private:
         SqliteStatement version;
         SqliteFile::Identity identity; // of what the path named
         bool isReadOnly = false;
-        std::string state = {}; // of a file that is read without locks
+        std::string state = {}; // of a file that is read without locks; else empty
     };
+    enum class Locks { taken, none };
     enum class Health { sound, damaged, newer, unreachable, unwritable };
 
     SqliteFile file;
     Log log;
+    Access access;
     std::optional<Opened> opened;
     std::int64_t openings = 0;
     bool isInTransaction = false;
@@ -72,7 +78,9 @@ private:
     [[nodiscard]] Health open(Use use);
     [[nodiscard]] Health openSound();
     [[nodiscard]] Health openReadOnly();
-    [[nodiscard]] Health adopt(Result<SqliteDatabase, SqliteCode> database, bool isReadOnly);
+    [[nodiscard]] Health openBesideWriters();
+    [[nodiscard]] Health adopt(
+        Result<SqliteDatabase, SqliteCode> database, bool isReadOnly, Locks locks);
     [[nodiscard]] Health prepareForWriting(SqliteDatabase& database);
     [[nodiscard]] Health check(SqliteDatabase& database);
     [[nodiscard]] Health verdict(SqliteCode code, const char* step);
