@@ -9,6 +9,7 @@
 #include "ModuleLoader.h"
 #include "NimbeApp/DesktopModule.h"
 #include "NimbeApp/MacEntryPoint.h"
+#include "NimbeMCPMode/MCPMode.h"
 #include "NimbeShell/CommandLine.h"
 #include "ShellWiring.h"
 
@@ -49,9 +50,7 @@ int run(int argc, char** argv) {
     std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
     const auto options = LaunchOptions::take(arguments);
     switch (MacEntryPoint::mode(options, arguments)) {
-    case MacEntryPoint::Mode::mcpStdio:
-        std::cerr << "nimbe: This version has no server for AI clients yet.\n";
-        return ExitCode::failure;
+    case MacEntryPoint::Mode::mcpStdio: return runMCPMode();
     case MacEntryPoint::Mode::app: return runApp(argc, argv, options);
     case MacEntryPoint::Mode::shell: break;
     }

@@ -15,8 +15,10 @@ namespace nimbe {
 
 /// What every mode stands on that knows the user's data.
 struct Ground {
-    Ground(DataFolders folders, LogSink& log)
-        : folders(std::move(folders)), log(log), defaults(this->folders.settingsFile(), log) {}
+    using Access = SqliteUserDefaults::Access;
+    Ground(DataFolders folders, LogSink& log, Access access = Access::full)
+        : folders(std::move(folders)), log(log),
+          defaults(this->folders.settingsFile(), log, access) {}
 
     DataFolders folders;
     LogSink& log;
