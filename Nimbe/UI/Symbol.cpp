@@ -155,6 +155,88 @@ void microphone(QPainter& painter, const QColor& color) {
     stroke(painter, color, 1.8, path);
 }
 
+void checkmarkRing(QPainter& painter, const QColor& color) {
+    QPainterPath path = disc(8.4);
+    path.addPath(polyline({{8.2, 12.4}, {10.9, 15}, {15.9, 9.3}}));
+    stroke(painter, color, 1.7, path);
+}
+
+/// Two arrows, from the corners to the middle.
+void inward(QPainter& painter, const QColor& color) {
+    QPainterPath path = polyline({{4.4, 4.4}, {10.2, 10.2}});
+    path.addPath(polyline({{5.2, 10.4}, {10.4, 10.4}, {10.4, 5.2}}));
+    path.addPath(polyline({{19.6, 19.6}, {13.8, 13.8}}));
+    path.addPath(polyline({{18.8, 13.6}, {13.6, 13.6}, {13.6, 18.8}}));
+    stroke(painter, color, 1.7, path);
+}
+
+void envelope(QPainter& painter, const QColor& color) {
+    QPainterPath path = rounded(3.4, 5.6, 17.2, 12.8, 2.4);
+    path.addPath(polyline({{4.4, 7.2}, {12, 13.2}, {19.6, 7.2}}));
+    stroke(painter, color, 1.7, path);
+}
+
+void bulletList(QPainter& painter, const QColor& color) {
+    QPainterPath lines;
+    for (const qreal y : {6.4, 12.0, 17.6}) {
+        QPainterPath dot;
+        dot.addEllipse(QPointF(5, y), 1.5, 1.5);
+        painter.fillPath(dot, color);
+        lines.addPath(polyline({{9.6, y}, {20, y}}));
+    }
+    stroke(painter, color, 1.8, lines);
+}
+
+/// A star whose four points are drawn out.
+QPainterPath sparkle(QPointF middle, qreal reach) {
+    const qreal waist = reach * 0.22;
+    const auto at = [&](qreal x, qreal y) {
+        return middle + QPointF(x, y);
+    };
+    QPainterPath path(at(0, -reach));
+    path.quadTo(at(waist, -waist), at(reach, 0));
+    path.quadTo(at(waist, waist), at(0, reach));
+    path.quadTo(at(-waist, waist), at(-reach, 0));
+    path.quadTo(at(-waist, -waist), at(0, -reach));
+    return path;
+}
+
+void wandAndStars(QPainter& painter, const QColor& color) {
+    QPainterPath wand = polyline({{4.6, 19.4}, {13.4, 10.6}});
+    stroke(painter, color, 2.2, wand);
+    painter.fillPath(sparkle({17, 7}, 4.4), color);
+    painter.fillPath(sparkle({8.2, 7.2}, 2.8), color);
+    painter.fillPath(sparkle({17.6, 16.8}, 2.8), color);
+}
+
+void pencil(QPainter& painter, const QColor& color) {
+    QPainterPath path(QPointF(4.4, 19.6));
+    path.lineTo(5.4, 15.2);
+    path.lineTo(15.8, 4.8);
+    path.quadTo(17, 3.6, 18.2, 4.8);
+    path.lineTo(19.2, 5.8);
+    path.quadTo(20.4, 7, 19.2, 8.2);
+    path.lineTo(8.8, 18.6);
+    path.closeSubpath();
+    path.addPath(polyline({{13.6, 7}, {17, 10.4}}));
+    stroke(painter, color, 1.7, path);
+}
+
+void arrowBack(QPainter& painter, const QColor& color) {
+    QPainterPath path(QPointF(5, 9.2));
+    path.lineTo(14.4, 9.2);
+    path.cubicTo(21.6, 9.2, 21.6, 18.8, 14.4, 18.8);
+    path.lineTo(9.4, 18.8);
+    path.addPath(polyline({{8.8, 5.2}, {4.8, 9.2}, {8.8, 13.2}}));
+    stroke(painter, color, 1.8, path);
+}
+
+void arrowUp(QPainter& painter, const QColor& color) {
+    QPainterPath path = polyline({{12, 18.6}, {12, 5.8}});
+    path.addPath(polyline({{6.6, 11.2}, {12, 5.6}, {17.4, 11.2}}));
+    stroke(painter, color, 2.1, path);
+}
+
 struct Drawing {
     std::string_view name;
     void (*draw)(QPainter&, const QColor&);
@@ -165,7 +247,12 @@ constexpr std::array drawings{Drawing{"checkmark.circle.fill", checkmarkCircle},
     Drawing{"doc.on.doc", copySheets}, Drawing{"trash", trashCan}, Drawing{"xmark", cross},
     Drawing{"chevron.down", chevronDown}, Drawing{"chevron.left", chevronLeft},
     Drawing{"checkmark", check}, Drawing{"slider.horizontal", sliders},
-    Drawing{"waveform", waveform}, Drawing{"mic.fill", microphone}};
+    Drawing{"waveform", waveform}, Drawing{"mic.fill", microphone},
+    Drawing{"checkmark.circle", checkmarkRing},
+    Drawing{"arrow.down.right.and.arrow.up.left", inward}, Drawing{"envelope", envelope},
+    Drawing{"list.bullet", bulletList}, Drawing{"wand.and.stars", wandAndStars},
+    Drawing{"pencil", pencil}, Drawing{"arrow.uturn.backward", arrowBack},
+    Drawing{"arrow.up", arrowUp}};
 
 } // namespace
 
