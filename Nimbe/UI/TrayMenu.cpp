@@ -107,10 +107,8 @@ std::vector<TrayMenu::Item> TrayMenu::items(const Input& input) {
     addCrash(items, input);
     addUpdate(items, input);
     items.push_back(microphones(input));
-    // What it will do is not there yet.
     items.push_back({.title = "AI Cleanup",
         .command = Command::toggleCleanup,
-        .isEnabled = false,
         .isChecked = input.isCleanupEnabled});
     items.push_back(recent(input));
     items.emplace_back();

@@ -9,6 +9,7 @@
 
 #include "DesktopApplication.h"
 #include "NimbeApp/AppSettings.h"
+#include "NimbeEngine/Cleanup/MacCleanupPolicy.h"
 #include "NimbeUI/DesktopActions.h"
 #include "NimbeUI/QtText.h"
 #include "NimbeUI/Tray.h"
@@ -170,9 +171,6 @@ TEST_F(TrayTest, comesAndIsUsedByStatusNotifier) {
     EXPECT_TRUE(tray->isShown());
 
     const auto root = menu(item);
-    const auto* cleanup = find(root, "AI Cleanup");
-    ASSERT_NE(cleanup, nullptr);
-    EXPECT_FALSE(cleanup->isEnabled);
     ASSERT_NE(find(root, "Hold Alt (Option) and speak."), nullptr);
     const auto* microphone = find(root, "System Default");
     ASSERT_NE(microphone, nullptr);
@@ -187,6 +185,10 @@ TEST_F(TrayTest, comesAndIsUsedByStatusNotifier) {
     ASSERT_TRUE(until([&] { return find(menu(item), "Recording hands-free.") != nullptr; }));
     choose(item, "Cancel Dictation");
     ASSERT_TRUE(until([&] { return phase() == Kind::idle; }));
+
+    choose(item, "AI Cleanup");
+    EXPECT_TRUE(until([&] { return find(menu(item), "AI Cleanup")->isChecked; }));
+    EXPECT_TRUE(below.defaults.get(MacCleanupPolicy::aiCleanupEnabled));
 
     choose(item, "Start at Login");
     EXPECT_TRUE(until([&] { return scene.loginItem.isOn; }));

@@ -48,7 +48,7 @@ TEST(TrayMenu, atRest) {
                                             "Microphone\n"
                                             "  [ ] System Default\n"
                                             "  [x] Selected microphone (unavailable)\n"
-                                            "- [ ] AI Cleanup\n"
+                                            "[ ] AI Cleanup\n"
                                             "Recent Dictations\n"
                                             "  One two & three\n"
                                             "Open Nimbe…\n"
