@@ -244,9 +244,9 @@ private:
         const auto inBackground = [this](std::function<void()> job) {
             background.post(std::move(job));
         };
-        return {actor, *controller, history.history, hearing.devices, shortcuts, keyNames,
-            ground.defaults, *updates, sentinel, loginItem, *exporter, *display.clipboard,
-            *display.workspace, surroundings, ground.log, quit, inBackground};
+        return {actor, *controller, history.history, hearing.devices, shortcuts, keyNames, model,
+            transformer, ground.defaults, *updates, sentinel, loginItem, *exporter,
+            *display.clipboard, *display.workspace, surroundings, ground.log, quit, inBackground};
     }
 
     void finishLaunching() {

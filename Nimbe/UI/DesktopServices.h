@@ -12,6 +12,8 @@
 #include "NimbeApp/UpdateChecker.h"
 #include "NimbeApp/Workspace.h"
 #include "NimbeEngine/Audio/MacAudioDeviceStore.h"
+#include "NimbeEngine/Language/LanguageModel.h"
+#include "NimbeEngine/Transform/TransformProvider.h"
 
 namespace nimbe {
 
@@ -23,6 +25,8 @@ struct DesktopServices {
     MacAudioDeviceStore& microphones;
     KeyboardShortcuts& shortcuts;
     KeyNames& keys;
+    LanguageModel& model;
+    TransformProvider& transforms;
     UserDefaults& defaults;
     UpdateChecker& updates;
     CrashSentinelController& crashes;

@@ -14,11 +14,13 @@
 #include "Fakes/FakeHttpClient.h"
 #include "Fakes/FakeKeyEventSource.h"
 #include "Fakes/FakeKeyPoster.h"
+#include "Fakes/FakeLanguageModel.h"
 #include "Fakes/FakeLogSink.h"
 #include "Fakes/FakePasteboard.h"
 #include "Fakes/FakeSpeechAssets.h"
 #include "Fakes/FakeTextProcessor.h"
 #include "Fakes/FakeTranscriptionEngine.h"
+#include "Fakes/FakeTransformProvider.h"
 #include "Fakes/FakeWorkspace.h"
 #include "Fakes/MemoryUserDefaults.h"
 #include "NimbeUI/DesktopServices.h"
@@ -103,6 +105,8 @@ struct UIScene {
     FakeAudioInput& input;
     MacAudioDeviceStore microphones{actor, input, defaults, log};
     FakeKeyNames keyNames;
+    FakeLanguageModel model;
+    FakeTransformProvider transforms;
     FakeLoginItem loginItem;
     FakeHttpClient http;
     FakeDocumentOpener opener;
@@ -124,8 +128,9 @@ struct UIScene {
     int quits = 0;
 
     [[nodiscard]] DesktopServices services() {
-        return {actor, *dictation, history, microphones, shortcuts, keyNames, defaults, *updates,
-            crashes, loginItem, *exporter, pasteboard, workspace, surroundings, log, [this] {
+        return {actor, *dictation, history, microphones, shortcuts, keyNames, model, transforms,
+            defaults, *updates, crashes, loginItem, *exporter, pasteboard, workspace, surroundings,
+            log, [this] {
                 ++quits;
             }};
     }
