@@ -47,18 +47,27 @@ void DesktopActions::settingsChanged() {
     tellLater();
 }
 
-void DesktopActions::refreshHistory() {
+void DesktopActions::inBackground(std::function<void()> work, std::function<void()> then) {
     if (!services.inBackground) {
-        take(read(services.history));
+        work();
+        if (then) then();
         return;
     }
     const std::weak_ptr<int> weak = alive;
-    services.inBackground([this, weak, &stored = services.history, &actor = services.actor] {
-        auto reading = std::make_shared<Reading>(read(stored));
-        actor.post([this, weak, reading] {
-            if (!weak.expired()) take(std::move(*reading));
+    services.inBackground(
+        [weak, &actor = services.actor, work = std::move(work), then = std::move(then)] {
+            work();
+            if (!then) return;
+            actor.post([weak, then] {
+                if (!weak.expired()) then();
+            });
         });
-    });
+}
+
+void DesktopActions::refreshHistory() {
+    const auto reading = std::make_shared<Reading>();
+    inBackground([reading, &stored = services.history] { *reading = read(stored); },
+        [this, reading] { take(std::move(*reading)); });
 }
 
 DesktopActions::Reading DesktopActions::read(DictationHistory& history) {

@@ -25,6 +25,9 @@ public:
     void settingsChanged();
     /// Reads the history anew, in the background; historyChanged tells when it is there.
     void refreshHistory();
+    /// Work that may wait for the disk or the keyring, on the thread for that where there
+    /// is one; `then` is run on the main one, if this is still there.
+    void inBackground(std::function<void()> work, std::function<void()> then = {});
 
     [[nodiscard]] TrayMenu::Input state() const;
     /// "Alt (Option)", or the recorded chord.
