@@ -1,6 +1,7 @@
 #include "NimbeUI/HistoryListModel.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "NimbeKitCore/History/HistoryFilter.h"
 #include "NimbeKitCore/History/NotesDayGrouping.h"
@@ -28,12 +29,14 @@ QVariant HistoryListModel::data(const QModelIndex& index, int role) const {
     case timeRole: return qtText(calendar.format(row.entry.timestamp, Calendar::Style::shortTime));
     case dayRole: return qtText(row.day);
     case expandedRole: return expanded.contains(row.entry.id);
+    case idRole: return qtText(row.entry.id.text());
     default: return {};
     }
 }
 
 QHash<int, QByteArray> HistoryListModel::roleNames() const {
-    return {{textRole, "text"}, {timeRole, "time"}, {dayRole, "day"}, {expandedRole, "expanded"}};
+    return {{textRole, "text"}, {timeRole, "time"}, {dayRole, "day"}, {expandedRole, "expanded"},
+        {idRole, "entryID"}};
 }
 
 std::vector<HistoryListModel::Row> HistoryListModel::wanted() const {
@@ -45,9 +48,12 @@ std::vector<HistoryListModel::Row> HistoryListModel::wanted() const {
 }
 
 /// Only what differs is told, so that the list stays where the reader is: a new entry at
-/// the front, one that is gone, or all.
+/// the front, one that is gone, other texts, or all.
 void HistoryListModel::refresh() {
     auto next = wanted();
+    const auto isSameNote = [](const Row& left, const Row& right) {
+        return left.entry.id == right.entry.id && left.day == right.day;
+    };
     const auto size = static_cast<int>(rows.size());
     if (next.size() == rows.size() + 1 && std::equal(rows.begin(), rows.end(), next.begin() + 1)) {
         beginInsertRows({}, 0, 0);
@@ -66,7 +72,15 @@ void HistoryListModel::refresh() {
             rows = std::move(next);
             endResetModel();
         }
-    } else if (next != rows) {
+    } else if (std::equal(next.begin(), next.end(), rows.begin(), rows.end(), isSameNote)) {
+        for (int row = 0; row < size; ++row) {
+            auto& shown = rows[static_cast<std::size_t>(row)];
+            auto& changed = next[static_cast<std::size_t>(row)];
+            if (shown == changed) continue;
+            shown = std::move(changed);
+            emit dataChanged(index(row), index(row));
+        }
+    } else {
         beginResetModel();
         rows = std::move(next);
         endResetModel();
@@ -101,7 +115,7 @@ QString HistoryListModel::emptyText() const {
 void HistoryListModel::copy(int row) {
     if (row < 0 || row >= rowCount()) return;
     actions.copy(rows[static_cast<std::size_t>(row)].entry.text);
-    say(tr("Copied."), std::nullopt);
+    say(tr("Copied."));
 }
 
 void HistoryListModel::remove(int row) {
@@ -111,17 +125,47 @@ void HistoryListModel::remove(int row) {
     history.deleteEntry(id, now());
     const auto failed = history.problem();
     if (failed && !failed->isPartial())
-        say(tr("Not deleted. %1").arg(qtText(failed->sentence)), std::nullopt);
+        say(tr("Not deleted. %1").arg(qtText(failed->sentence)));
     else
         say(tr("Moved to Recently Deleted."), id);
     actions.refreshHistory();
 }
 
 void HistoryListModel::undo() {
-    if (!deleted) return;
-    actions.all().history.restore(*deleted);
+    const auto what = std::exchange(undoable, {});
     forgetNotice();
-    actions.refreshHistory();
+    if (const auto* deleted = std::get_if<UUID>(&what)) {
+        actions.all().history.restore(*deleted);
+        actions.refreshHistory();
+    } else if (const auto* edited = std::get_if<NoteWriter::Request>(&what)) {
+        takeBack(*edited);
+    }
+}
+
+void HistoryListModel::takeBack(const NoteWriter::Request& request) {
+    const auto outcome = std::make_shared<NoteWriter::Outcome>();
+    const std::weak_ptr<int> weak = alive;
+    const auto work = [request, outcome, &history = actions.all().history] {
+        *outcome = NoteWriter::write(history, request);
+    };
+    actions.inBackground(work, [this, weak, outcome] {
+        using Kind = NoteWriter::Outcome::Kind;
+        if (weak.expired()) return;
+        if (outcome->kind == Kind::failed)
+            say(tr("Not undone. %1").arg(qtText(outcome->problem)));
+        else if (outcome->kind != Kind::stored)
+            say(tr("Not undone: the note was changed in the meantime."));
+        actions.refreshHistory();
+    });
+}
+
+void HistoryListModel::sayOfNote(
+    const QString& text, const std::optional<NoteWriter::Request>& takeBack) {
+    if (text.isEmpty()) return;
+    if (takeBack)
+        say(text, *takeBack);
+    else
+        say(text);
 }
 
 void HistoryListModel::toggleExpanded(int row) {
@@ -131,16 +175,16 @@ void HistoryListModel::toggleExpanded(int row) {
     emit dataChanged(index(row), index(row), {expandedRole});
 }
 
-void HistoryListModel::say(const QString& text, std::optional<UUID> undoable) {
+void HistoryListModel::say(const QString& text, Undoable undo) {
     said = text;
-    deleted = undoable;
+    undoable = std::move(undo);
     noticeEnd = actions.all().actor.schedule(noticeDuration, [this] { forgetNotice(); });
     emit noticeChanged();
 }
 
 void HistoryListModel::forgetNotice() {
     said.clear();
-    deleted.reset();
+    undoable = {};
     noticeEnd.reset();
     emit noticeChanged();
 }

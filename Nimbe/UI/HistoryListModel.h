@@ -4,10 +4,12 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "Foundation/Calendar.h"
 #include "NimbeUI/DesktopActions.h"
+#include "NimbeUI/NoteWriter.h"
 
 namespace nimbe {
 
@@ -24,7 +26,7 @@ class HistoryListModel : public QAbstractListModel {
     Q_PROPERTY(bool hasEntries READ hasEntries NOTIFY summaryChanged)
 
 public:
-    enum Role { textRole = Qt::UserRole + 1, timeRole, dayRole, expandedRole };
+    enum Role { textRole = Qt::UserRole + 1, timeRole, dayRole, expandedRole, idRole };
 
     // How long a notice stands, in seconds.
     static constexpr Seconds noticeDuration = 6;
@@ -42,13 +44,15 @@ public:
     [[nodiscard]] QString emptyTitle() const;
     [[nodiscard]] QString emptyText() const;
     [[nodiscard]] QString notice() const { return said; }
-    [[nodiscard]] bool canUndo() const { return deleted.has_value(); }
+    [[nodiscard]] bool canUndo() const { return !std::holds_alternative<Nothing>(undoable); }
     [[nodiscard]] bool hasEntries() const { return !actions.entries().empty(); }
 
     Q_INVOKABLE void copy(int row);
     /// To "Recently Deleted"; undo() brings the last one back.
     Q_INVOKABLE void remove(int row);
     Q_INVOKABLE void undo();
+    /// Of a note that was edited; undo() takes it back, if it can be.
+    void sayOfNote(const QString& text, const std::optional<NoteWriter::Request>& takeBack);
     Q_INVOKABLE void toggleExpanded(int row);
     /// Days go by while the window is closed.
     void refresh();
@@ -58,6 +62,8 @@ Q_SIGNALS:
     void noticeChanged();
 
 private:
+    struct Nothing {};
+    using Undoable = std::variant<Nothing, UUID, NoteWriter::Request>; // deleted, or edited
     struct Row {
         DictationEntry entry;
         std::string day;
@@ -72,10 +78,12 @@ private:
     std::vector<Row> rows;
     std::set<UUID> expanded;
     QString said;
-    std::optional<UUID> deleted;
+    Undoable undoable;
     Token noticeEnd;
+    std::shared_ptr<int> alive = std::make_shared<int>();
 
-    void say(const QString& text, std::optional<UUID> undoable);
+    void say(const QString& text, Undoable undo = {});
+    void takeBack(const NoteWriter::Request& request);
     void forgetNotice();
     [[nodiscard]] std::vector<Row> wanted() const;
 };
