@@ -15,12 +15,18 @@ constexpr QSize leastSize(440, 480);
 
 struct MainWindow::Scene {
     Scene(DesktopActions& actions, QuickCaptureHUD& hud)
-        : window(actions, hud.appearance()), history(actions), recorder(actions),
-          view(&hud.qmlEngine(), nullptr) {}
+        : window(actions, hud.appearance()), history(actions), recorder(actions), note(actions),
+          languageModel(actions), view(&hud.qmlEngine(), nullptr) {
+        QObject::connect(&note, &NoteEditViewModel::left, &history, &HistoryListModel::sayOfNote);
+        QObject::connect(&note, &NoteEditViewModel::left, &window,
+            [this] { window.showPage(QStringLiteral("history")); });
+    }
 
     WindowViewModel window;
     HistoryListModel history;
     ShortcutRecorder recorder;
+    NoteEditViewModel note;
+    LanguageModelViewModel languageModel;
     QQuickView view; // the first to go
 };
 
@@ -30,7 +36,7 @@ MainWindow::MainWindow(DesktopActions& given, QuickCaptureHUD& hud)
 MainWindow::~MainWindow() = default;
 
 bool MainWindow::take(const std::string& text) {
-    return scene && scene->window.take(text);
+    return scene && (scene->window.take(text) || scene->note.take(text));
 }
 
 void MainWindow::make() {
@@ -44,7 +50,9 @@ void MainWindow::make() {
     view.setInitialProperties({{"theme", QVariant::fromValue(&hud.appearance())},
         {"model", QVariant::fromValue(&scene->window)},
         {"history", QVariant::fromValue(&scene->history)},
-        {"recorder", QVariant::fromValue(&scene->recorder)}});
+        {"recorder", QVariant::fromValue(&scene->recorder)},
+        {"note", QVariant::fromValue(&scene->note)},
+        {"languageModel", QVariant::fromValue(&scene->languageModel)}});
     view.setSource(QUrl("qrc:/nimbe/qml/Main.qml"));
     for (const auto& error : view.errors())
         log.error("ui: the window's scene, line %d: %s", error.line(),
@@ -52,6 +60,12 @@ void MainWindow::make() {
     connect(&hud.appearance(), &Theme::changed, &view,
         [this, &view] { view.setColor(hud.appearance().background()); });
     view.installEventFilter(this);
+    connect(&scene->note, &NoteEditViewModel::changed, this, &MainWindow::dropUnused,
+        Qt::QueuedConnection);
+    // The window was closed, and what was in it could not be stored.
+    connect(&scene->note, &NoteEditViewModel::asked, this, [this] {
+        if (!scene->view.isVisible()) activate();
+    });
     if (lastPlace.isValid())
         view.setGeometry(lastPlace);
     else
@@ -73,15 +87,23 @@ void MainWindow::activate() {
     actions.all().workspace.activate(self);
 }
 
+void MainWindow::dropUnused() {
+    if (scene && !scene->view.isVisible() && !scene->note.hasUnsavedText()) scene.reset();
+}
+
 bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
     if (scene && watched == &scene->view && event->type() == QEvent::Close) {
         lastPlace = scene->view.geometry();
         scene->recorder.stop();
+        const bool wasAsking = scene->note.isAsking();
+        scene->note.save();
+        const bool isAsking = !wasAsking && scene->note.isAsking();
         // Not within the window's own event.
         QMetaObject::invokeMethod(
             this,
-            [this] {
-                if (scene && !scene->view.isVisible()) scene.reset();
+            [this, isAsking] {
+                dropUnused();
+                if (scene && isAsking) activate();
             },
             Qt::QueuedConnection);
     }

@@ -6,14 +6,16 @@
 #include <optional>
 
 #include "NimbeUI/HistoryListModel.h"
+#include "NimbeUI/LanguageModelViewModel.h"
+#include "NimbeUI/NoteEditViewModel.h"
 #include "NimbeUI/QuickCaptureHUD.h"
 #include "NimbeUI/ShortcutRecorder.h"
 #include "NimbeUI/WindowViewModel.h"
 
 namespace nimbe {
 
-/// The window "Nimbe". Closed, it takes its scene with it; the next activate() makes it
-/// anew.
+/// The window "Nimbe". Closed, it takes its scene with it, as soon as the note in the
+/// editor is stored; the next activate() makes it anew.
 class MainWindow : public QObject {
     Q_OBJECT
 
@@ -39,6 +41,7 @@ private:
     QRect lastPlace;
 
     void make();
+    void dropUnused();
 };
 
 } // namespace nimbe

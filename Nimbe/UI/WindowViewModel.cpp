@@ -33,10 +33,16 @@ QString WindowViewModel::page() const {
 
 void WindowViewModel::showPage(const QString& name) {
     if (shownPage == welcome || name == shownPage) return;
+    const bool isSettings = name == QLatin1String("settings");
+    if (isSettings) pageBefore = shownPage;
     shownPage = name;
     failure.clear();
-    if (name == QLatin1String("settings")) actions.all().microphones.refresh();
+    if (isSettings) actions.all().microphones.refresh();
     emit changed();
+}
+
+void WindowViewModel::goBack() {
+    showPage(pageBefore);
 }
 
 void WindowViewModel::finishWelcome() {

@@ -77,7 +77,9 @@ public:
     /// Dictated in this window; false: there is nothing here to take it.
     [[nodiscard]] bool take(const std::string& text);
 
-    Q_INVOKABLE void showPage(const QString& name); // "history" or "settings"
+    Q_INVOKABLE void showPage(const QString& name); // "history", "note" or "settings"
+    /// From the settings to where the user came from.
+    Q_INVOKABLE void goBack();
     Q_INVOKABLE void finishWelcome();
     Q_INVOKABLE void toggleDictation();
     Q_INVOKABLE void reportProblem();
@@ -97,6 +99,7 @@ private:
     DesktopActions& actions;
     Theme& theme;
     QString shownPage;
+    QString pageBefore = QStringLiteral("history"); // the settings
     QString failure;
     QString lastHeard;
 

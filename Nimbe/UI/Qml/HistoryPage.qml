@@ -8,8 +8,10 @@ FocusScope {
 
     required property QtObject model
     required property QtObject history
+    signal edit(string id)
 
     function find() { search.forceActiveFocus() }
+    function takeKeyboard() { (list.currentIndex < 0 ? page : list).forceActiveFocus() }
 
     Rectangle {
         id: searchBox
@@ -96,7 +98,8 @@ FocusScope {
         Accessible.name: "Dictations"
 
         onActiveFocusChanged: if (activeFocus && currentIndex < 0 && count > 0) currentIndex = 0
-        Keys.onReturnPressed: page.history.toggleExpanded(currentIndex)
+        Keys.onReturnPressed: if (currentItem) page.edit(currentItem.entryID)
+        Keys.onEnterPressed: if (currentItem) page.edit(currentItem.entryID)
         Keys.onSpacePressed: page.history.toggleExpanded(currentIndex)
         Keys.onDeletePressed: page.history.remove(currentIndex)
         Keys.onPressed: (event) => {
@@ -129,6 +132,7 @@ FocusScope {
             required property string text
             required property string time
             required property bool expanded
+            required property string entryID
 
             readonly property bool current: ListView.isCurrentItem && list.activeFocus
             readonly property bool lit: hover.hovered || current
@@ -149,6 +153,7 @@ FocusScope {
                     list.currentIndex = entry.index
                     page.history.toggleExpanded(entry.index)
                 }
+                onDoubleTapped: page.edit(entry.entryID)
             }
 
             Text {
@@ -186,6 +191,18 @@ FocusScope {
                     anchors.right: parent.right
                     anchors.verticalCenter: parent.verticalCenter
 
+                    IconButton {
+                        opacity: entry.lit ? 1 : 0
+                        height: 32
+                        symbol: "pencil"
+                        size: 17
+                        text: "Edit"
+                        focusPolicy: Qt.NoFocus
+                        onClicked: {
+                            list.currentIndex = entry.index
+                            page.edit(entry.entryID)
+                        }
+                    }
                     IconButton {
                         opacity: entry.lit ? 1 : 0
                         height: 32

@@ -27,7 +27,7 @@ T.Button {
     }
     background: Rectangle {
         radius: control.filled ? height / 2 : 10
-        color: control.filled ? (control.down ? Qt.darker(theme.accent, 1.12) : theme.accent)
+        color: control.filled ? (!control.enabled ? theme.faint : control.down ? Qt.darker(theme.accent, 1.12) : theme.accent)
                               : control.down || control.hovered ? theme.sunken : "transparent"
         FocusRing { control: parent.parent }
     }

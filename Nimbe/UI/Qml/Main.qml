@@ -1,7 +1,7 @@
 import QtQuick
 import Nimbe
 
-// The window: what needs attention above, below it one of three pages.
+// The window: what needs attention above, below it one of the pages.
 FocusScope {
     id: root
 
@@ -9,9 +9,13 @@ FocusScope {
     required property QtObject model
     required property QtObject history
     required property QtObject recorder
+    required property QtObject note
+    required property QtObject languageModel
 
     readonly property bool isWelcome: model.page === "welcome"
     readonly property bool isSettings: model.page === "settings"
+    readonly property bool isNote: model.page === "note"
+    readonly property bool isHistory: model.page === "history"
     readonly property int margin: 28
 
     focus: true
@@ -22,17 +26,23 @@ FocusScope {
     }
     Shortcut {
         sequences: [StandardKey.Find]
-        enabled: root.model.page === "history"
-        onActivated: content.item.find()
+        enabled: root.isHistory
+        onActivated: dictations.item.find()
     }
     Shortcut {
         sequence: "Ctrl+,"
-        onActivated: root.model.showPage(root.isSettings ? "history" : "settings")
+        onActivated: root.isSettings ? root.model.goBack() : root.model.showPage("settings")
     }
     Shortcut {
         sequence: "Escape"
-        enabled: root.isSettings && !root.recorder.isRecording
-        onActivated: root.model.showPage("history")
+        enabled: (root.isSettings && !root.recorder.isRecording) || root.isNote
+        onActivated: root.isSettings ? root.model.goBack()
+                     : root.note.isTransforming ? root.note.cancel() : root.note.leave()
+    }
+    Shortcut {
+        sequences: ["Ctrl+Return", "Ctrl+Enter", StandardKey.Save]
+        enabled: root.isNote && !root.note.isTransforming
+        onActivated: root.note.leave()
     }
 
     Item {
@@ -43,31 +53,54 @@ FocusScope {
         anchors.top: parent.top
         anchors.margins: root.margin
         anchors.topMargin: 22
-        height: !visible ? 0 : root.isSettings ? 46 : 66
+        height: !visible ? 0 : root.isHistory ? 66 : 46
 
         IconButton {
             id: back
-            visible: root.isSettings
+            visible: root.isSettings || root.isNote
             anchors.left: parent.left
             anchors.leftMargin: -10
             y: 2
             symbol: "chevron.left"
             text: "Back"
-            onClicked: root.model.showPage("history")
+            onClicked: root.isNote ? root.note.leave() : root.model.goBack()
         }
         Text {
             id: title
             anchors.left: back.visible ? back.right : parent.left
             anchors.leftMargin: back.visible ? 4 : 0
-            text: root.isSettings ? "Settings" : "Nimbe"
+            anchors.right: root.isNote ? noteButtons.left : parent.right
+            anchors.rightMargin: 8
+            y: root.isNote ? 4 : 0
+            text: root.isSettings ? "Settings" : root.isNote ? root.note.when : "Nimbe"
+            textFormat: Text.PlainText
+            elide: Text.ElideRight
             font.family: root.theme.display
-            font.pixelSize: 32
+            font.pixelSize: root.isNote ? 24 : 32
             color: root.theme.ink
             Accessible.role: Accessible.Heading
             Accessible.name: text
         }
         Row {
-            visible: !root.isSettings
+            id: noteButtons
+            visible: root.isNote
+            anchors.right: parent.right
+            y: 2
+            spacing: 6
+
+            IconButton {
+                symbol: "doc.on.doc"
+                text: "Copy"
+                onClicked: root.note.copy()
+            }
+            PushButton {
+                primary: true
+                text: "Done"
+                onClicked: root.note.leave()
+            }
+        }
+        Row {
+            visible: root.isHistory
             y: 44
             spacing: 8
 
@@ -90,7 +123,7 @@ FocusScope {
             }
         }
         Row {
-            visible: !root.isSettings
+            visible: root.isHistory
             anchors.right: parent.right
             anchors.rightMargin: -6
             y: 2
@@ -160,13 +193,25 @@ FocusScope {
             }
         }
         Banner {
-            visible: root.history.problem.length > 0 && root.model.page === "history"
+            visible: root.history.problem.length > 0 && root.isHistory
             width: parent.width
             symbol: "exclamationmark.triangle.fill"
             text: root.history.problem
         }
     }
 
+    // It stays while other pages are shown, and with it the place where the reader was.
+    Loader {
+        id: dictations
+        anchors.fill: content
+        visible: root.isHistory
+        active: !root.isWelcome
+        sourceComponent: HistoryPage {
+            model: root.model
+            history: root.history
+            onEdit: (id) => { if (root.note.open(id)) root.model.showPage("note") }
+        }
+    }
     Loader {
         id: content
         anchors.left: parent.left
@@ -176,19 +221,30 @@ FocusScope {
         anchors.leftMargin: root.margin
         anchors.rightMargin: root.margin
         anchors.topMargin: banners.height > 0 ? 16 : 0
-        focus: true
-        sourceComponent: root.isWelcome ? welcomePage : root.isSettings ? settingsPage : historyPage
+        sourceComponent: root.isWelcome ? welcomePage : root.isSettings ? settingsPage
+                         : root.isNote ? notePage : undefined
     }
+
+    // The page that is shown has the keyboard.
+    function hand() { isHistory ? dictations.item?.takeKeyboard() : content.forceActiveFocus() }
+    onIsHistoryChanged: hand()
+    onIsSettingsChanged: hand()
+    Component.onCompleted: hand()
 
     Component {
         id: welcomePage
         WelcomePage { model: root.model }
     }
     Component {
-        id: historyPage
-        HistoryPage {
-            model: root.model
-            history: root.history
+        id: notePage
+        NotePage {
+            focus: true
+            note: root.note
+            languageModel: root.languageModel
+            onSetUp: {
+                root.model.showPage("settings")
+                content.item.showLanguageModel()
+            }
         }
     }
     Component {
@@ -196,6 +252,7 @@ FocusScope {
         SettingsPage {
             model: root.model
             recorder: root.recorder
+            languageModel: root.languageModel
         }
     }
 }

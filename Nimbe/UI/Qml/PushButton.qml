@@ -1,26 +1,43 @@
 import QtQuick
 import QtQuick.Templates as T
+import Nimbe
 
-// A button with words. One on a page is `primary`.
+// A button with words, and a symbol before them if it is given. One on a page is `primary`.
 T.Button {
     id: control
 
     property bool primary: false
+    property string symbol
+    readonly property color tint: !control.enabled ? theme.faint : control.primary ? theme.onAccent : theme.ink
 
-    implicitWidth: label.implicitWidth + 28
+    implicitWidth: words.implicitWidth + 28
     implicitHeight: 36
     hoverEnabled: true
     Accessible.name: text
 
-    contentItem: Text {
-        id: label
-        text: control.text
-        horizontalAlignment: Text.AlignHCenter
-        verticalAlignment: Text.AlignVCenter
-        font.family: theme.text
-        font.pixelSize: 14
-        font.weight: Font.Bold
-        color: !control.enabled ? theme.faint : control.primary ? theme.onAccent : theme.ink
+    contentItem: Item {
+        Row {
+            id: words
+            anchors.centerIn: parent
+            spacing: 7
+
+            Symbol {
+                visible: control.symbol.length > 0
+                anchors.verticalCenter: parent.verticalCenter
+                width: 17
+                height: 17
+                name: control.symbol
+                color: !control.enabled ? theme.faint : control.primary ? theme.onAccent : theme.accent
+            }
+            Text {
+                anchors.verticalCenter: parent.verticalCenter
+                text: control.text
+                font.family: theme.text
+                font.pixelSize: 14
+                font.weight: Font.Bold
+                color: control.tint
+            }
+        }
     }
     background: Rectangle {
         radius: 10

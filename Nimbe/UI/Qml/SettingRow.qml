@@ -7,6 +7,7 @@ Item {
     property string title
     property string detail
     property bool last: false
+    property bool loud: false // the detail needs attention
     default property alias content: holder.data
 
     width: parent ? parent.width : 0
@@ -35,8 +36,9 @@ Item {
             wrapMode: Text.Wrap
             font.family: theme.text
             font.pixelSize: 13
+            font.weight: row.loud ? Font.Bold : Font.Normal
             lineHeight: 1.15
-            color: theme.quiet
+            color: row.loud ? theme.ink : theme.quiet
         }
     }
 

@@ -8,6 +8,21 @@ Flickable {
 
     required property QtObject model
     required property QtObject recorder
+    required property QtObject languageModel
+
+    readonly property bool looks: Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
+
+    function showLanguageModel() {
+        contentY = Math.max(0, Math.min(cleanup.y, contentHeight - height))
+        cleanupToggle.forceActiveFocus()
+    }
+
+    Binding {
+        target: page.languageModel
+        property: "isWatched"
+        value: page.looks
+    }
+    Component.onDestruction: page.languageModel.isWatched = false
 
     contentHeight: column.height + 32
     clip: true
@@ -21,7 +36,7 @@ Flickable {
         Text {
             visible: text.length > 0
             width: parent.width
-            text: page.model.problem
+            text: page.model.problem || page.languageModel.problem
             wrapMode: Text.Wrap
             font.family: theme.text
             font.pixelSize: 14
@@ -94,6 +109,82 @@ Flickable {
                     text: "Sound when text is inserted"
                     checked: page.model.insertSound
                     onToggled: page.model.insertSound = checked
+                }
+            }
+        }
+
+        Group {
+            id: cleanup
+            title: "AI cleanup"
+
+            SettingRow {
+                title: "Polish dictations with a language model"
+                detail: "On this computer: one that llama.cpp, Ollama or LM Studio serves."
+
+                Toggle {
+                    id: cleanupToggle
+                    text: "Polish dictations with a language model"
+                    checked: page.languageModel.isCleanupOn
+                    onToggled: page.languageModel.isCleanupOn = checked
+                }
+            }
+            SettingRow {
+                title: "Language model"
+                detail: page.languageModel.status
+
+                Choice {
+                    model: page.languageModel.models
+                    currentIndex: page.languageModel.model
+                    Accessible.name: "Language model"
+                    Accessible.description: page.languageModel.status
+                    onActivated: (index) => page.languageModel.model = index
+                }
+            }
+            SettingRow {
+                title: "Server"
+                detail: page.languageModel.addressProblem.length > 0 ? page.languageModel.addressProblem
+                        : "Left empty, the usual ports of this computer are tried."
+                loud: page.languageModel.addressProblem.length > 0
+
+                TextLine {
+                    placeholderText: "Found by itself"
+                    value: page.languageModel.address
+                    Accessible.name: "Address of the language model's server"
+                    onEntered: (text) => page.languageModel.enterAddress(text)
+                }
+            }
+            SettingRow {
+                title: "Allow a server on another machine"
+                detail: "What you dictate then leaves this computer."
+
+                Toggle {
+                    text: "Allow a server on another machine"
+                    checked: page.languageModel.allowsOtherHosts
+                    onToggled: page.languageModel.allowsOtherHosts = checked
+                }
+            }
+            SettingRow {
+                title: "Style"
+                detail: page.languageModel.styleNote
+
+                Choice {
+                    implicitWidth: 150
+                    model: page.languageModel.styles
+                    currentIndex: page.languageModel.style
+                    Accessible.name: "Style"
+                    Accessible.description: page.languageModel.styleNote
+                    onActivated: (index) => page.languageModel.style = index
+                }
+            }
+            SettingRow {
+                title: "Sign e-mails as"
+                last: true
+
+                TextLine {
+                    placeholderText: "Your name"
+                    value: page.languageModel.signature
+                    Accessible.name: "Sign e-mails as"
+                    onEntered: (text) => page.languageModel.enterSignature(text)
                 }
             }
         }

@@ -49,11 +49,12 @@ struct WindowTest : testing::Test {
             .toString();
     }
     /// By its accessible name's text.
-    [[nodiscard]] static QQuickItem* find(const QString& text, QQuickItem* from = nullptr) {
+    [[nodiscard]] static QQuickItem* find(
+        const QString& text, QQuickItem* from = nullptr, const char* property = "text") {
         if (!from) from = window()->rootObject();
-        if (from->property("text").toString() == text && from->isVisible()) return from;
+        if (from->property(property).toString() == text && from->isVisible()) return from;
         for (auto* child : from->childItems())
-            if (auto* found = find(text, child)) return found;
+            if (auto* found = find(text, child, property)) return found;
         return nullptr;
     }
     static void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
@@ -121,6 +122,92 @@ TEST_F(WindowTest, searchesCopiesAndDeletesWithTheKeyboard) {
     press(Qt::Key_Delete);
     EXPECT_TRUE(until([] { return find("Moved to Recently Deleted.") && find("Nothing found"); }));
     EXPECT_EQ(scene.history.entries().size(), 1U);
+}
+
+TEST_F(WindowTest, aNoteIsEditedAndReshapedWithTheKeyboardOnly) {
+    (void)scene.history.append("Tea", DictationMode::notes, Date::now() - 60);
+    using Answer = FakeTransformProvider::Answer;
+    scene.transforms.answers.push_back(Answer{TransformProvider::Outcome{"Tea.\n\nTwo."}, {{"T"}}});
+    scene.transforms.answers.push_back(Answer{TransformProvider::Outcome{}, {{"Half"}}, true});
+    start(false);
+    ASSERT_TRUE(until([] { return isShown() && window()->isActive() && find("Tea"); }));
+    press(Qt::Key_F, Qt::ControlModifier);
+    press(Qt::Key_Down);
+    press(Qt::Key_Return);
+    ASSERT_TRUE(until([] { return page() == "note" && find("Fix"); }));
+    press(Qt::Key_S);
+    press(Qt::Key_Tab); // out of the text
+    press(Qt::Key_Tab);
+    press(Qt::Key_Space);
+    ASSERT_TRUE(until([] { return find("Tea.\n\nTwo.") != nullptr; }));
+    EXPECT_EQ(scene.transforms.given[0].second, "Teas");
+
+    find("Reshape it: make it …", nullptr, "placeholderText")->forceActiveFocus();
+    for (const auto key : {Qt::Key_R, Qt::Key_E, Qt::Key_D}) press(key);
+    press(Qt::Key_Return);
+    ASSERT_TRUE(until([] { return find("Half") && find("Cancel"); }));
+    EXPECT_EQ(scene.transforms.given[1].first, NoteTransform(CustomTransform{"red"}));
+    press(Qt::Key_Escape);
+    ASSERT_TRUE(until([] { return find("Tea.\n\nTwo.") && !find("Cancel"); }));
+    EXPECT_EQ(page(), "note");
+
+    find("Tea.\n\nTwo.")->forceActiveFocus();
+    press(Qt::Key_Z, Qt::ControlModifier); // the given up one
+    press(Qt::Key_Z, Qt::ControlModifier); // the first one, in one step
+    EXPECT_TRUE(until([] { return find("Teas") != nullptr; }));
+    press(Qt::Key_Escape);
+    EXPECT_TRUE(until([] { return page() == "history" && find("Saved.") && find("Teas"); }));
+    EXPECT_EQ(scene.history.entries()[0].text, "Teas");
+    press(Qt::Key_Return);
+    EXPECT_TRUE(until([] { return page() == "note"; })) << "the list has kept its place";
+}
+
+TEST_F(WindowTest, closingStoresTheNoteOrComesBackWithIt) {
+    (void)scene.history.append("Tea", DictationMode::notes, Date::now() - 60);
+    start(false);
+    const auto edit = [&] {
+        ASSERT_TRUE(until([] { return isShown() && window()->isActive() && find("Edit"); }));
+        press(Qt::Key_F, Qt::ControlModifier);
+        press(Qt::Key_Down);
+        press(Qt::Key_Return);
+        ASSERT_TRUE(until([] { return page() == "note"; }));
+        press(Qt::Key_S);
+        press(Qt::Key_W, Qt::ControlModifier);
+    };
+    edit();
+    ASSERT_TRUE(until([] { return !window(); }));
+    EXPECT_EQ(scene.history.entries()[0].text, "Teas");
+
+    ui->activate();
+    below.defaults.refusesWrites = true;
+    edit();
+    ASSERT_TRUE(until([] { return isShown() && find("Try again"); })) << "it is told";
+    press(Qt::Key_W, Qt::ControlModifier);
+    ASSERT_TRUE(throughout(200, [] { return !isShown(); })) << "once";
+    ui->activate();
+    ASSERT_TRUE(until([] { return isShown() && find("Teass"); })) << "nothing is lost";
+    below.defaults.refusesWrites = false;
+    ui.reset();
+    EXPECT_EQ(scene.history.entries()[0].text, "Teass") << "the last way to store it";
+    scene.log.lines.clear();
+}
+
+TEST_F(WindowTest, whatIsDictatedInTheEditorIsWrittenThere) {
+    (void)scene.history.append("Tea", DictationMode::notes, Date::now() - 60);
+    start(false);
+    ASSERT_TRUE(until([] { return isShown() && window()->isActive() && find("Tea"); }));
+    EXPECT_FALSE(ui->take("and milk.")) << "the list takes none";
+    press(Qt::Key_F, Qt::ControlModifier);
+    press(Qt::Key_Down);
+    press(Qt::Key_Return);
+    ASSERT_TRUE(until([] { return page() == "note"; }));
+    EXPECT_TRUE(ui->take("and milk."));
+    EXPECT_TRUE(until([] { return find("Tea and milk.") != nullptr; }));
+    press(Qt::Key_Comma, Qt::ControlModifier);
+    ASSERT_TRUE(until([] { return page() == "settings"; }));
+    EXPECT_FALSE(ui->take("Or here."));
+    press(Qt::Key_Escape);
+    EXPECT_TRUE(until([] { return page() == "note" && find("Tea and milk."); })) << "and back";
 }
 
 } // namespace nimbe
