@@ -3,10 +3,12 @@
 #include <QtCore/QTimer>
 #include <QtGui/QPainter>
 #include <QtGui/QScreen>
-#include <QtQuick/QQuickWindow>
+#include <QtQuick/QQuickItem>
+#include <QtQuick/QQuickView>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QWidget>
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <memory>
@@ -14,6 +16,7 @@
 
 #include "NimbeApp/AppSettings.h"
 #include "NimbeUI/DesktopUI.h"
+#include "NimbeUI/QtText.h"
 #include "PlatformQt/QtMainActor.h"
 #include "PlatformQt/QtSurroundings.h"
 #include "PlatformQt/XkbKeyNames.h"
@@ -99,10 +102,62 @@ void fillHistory(DictationHistory& history) {
         (void)history.append(text, DictationMode::notes, now - ago);
 }
 
+constexpr std::array noteStates{std::string_view("note"), std::string_view("note-long"),
+    std::string_view("note-working"), std::string_view("note-notice"),
+    std::string_view("note-question"), std::string_view("note-undo"),
+    std::string_view("note-nomodel")};
+
+bool isNote(std::string_view state) {
+    return std::find(noteStates.begin(), noteStates.end(), state) != noteStates.end();
+}
+
+void prepareModel(std::string_view state, UIScene& scene) {
+    using Kind = LanguageModel::Availability::Kind;
+    const bool isThere = state != "note-nomodel" && state != "settings-nomodel";
+    scene.model.published.set(
+        isThere ? LanguageModel::Availability{Kind::available, "http://127.0.0.1:11434", "Ollama",
+                      "llama3.2:3b", {"llama3.2:3b", "qwen2.5:7b-instruct"}}
+                : LanguageModel::Availability{Kind::noServer});
+    const std::string reshaped =
+        "- Read your draft twice\n- Second chapter: wonderful\n- First chapter: drop the opening "
+        "page, it is said again later, and better";
+    using Answer = FakeTransformProvider::Answer;
+    if (state == "note-working")
+        scene.transforms.answers.push_back(
+            Answer{TransformProvider::Outcome{}, {{reshaped.substr(0, 60)}}, true});
+    if (state == "note-notice")
+        scene.transforms.answers.push_back(
+            Answer{failure(LanguageModelError{LanguageModelError::Kind::timedOut})});
+    if (state == "note-undo")
+        scene.transforms.answers.push_back(Answer{TransformProvider::Outcome{reshaped}});
+}
+
+/// Into the editor with the newest note, as a user would go there.
+void openNote(std::string_view state, UIScene& scene) {
+    const auto windows = QGuiApplication::allWindows();
+    const auto found = std::find_if(
+        windows.begin(), windows.end(), [](const auto* each) { return each->title() == "Nimbe"; });
+    if (found == windows.end()) return;
+    const auto* root = qobject_cast<QQuickView*>(*found)->rootObject();
+    auto* note = root->property("note").value<QObject*>();
+    auto* window = root->property("model").value<QObject*>();
+    const auto newest = scene.history.entries().front();
+    QMetaObject::invokeMethod(note, "open", Q_ARG(QString, qtText(newest.id.text())));
+    QMetaObject::invokeMethod(window, "showPage", Q_ARG(QString, "note"));
+    if (state == "note-working" || state == "note-notice" || state == "note-undo")
+        QMetaObject::invokeMethod(note, "start", Q_ARG(int, 1));
+}
+
 void prepare(std::string_view state, UIScene& scene) {
+    prepareModel(state, scene);
     scene.input.present = {{"usb", "Blue Yeti"}, {"in", "Built-in Audio Analog Stereo"}};
     if (state != "welcome") (void)scene.defaults.set(AppSettings::onboardingCompleted, true);
     if (state != "empty" && state != "welcome") fillHistory(scene.history);
+    if (state == "note-long") {
+        std::string text;
+        for (int i = 0; i < 30; ++i) text += scene.history.entries().back().text + "\n";
+        (void)scene.history.append(text, DictationMode::notes, Date::now());
+    }
     if (state == "chord")
         (void)scene.shortcuts.record(
             MacDictationController::shortcutName, *Shortcut::parse("Ctrl+Alt+d"));
@@ -135,8 +190,9 @@ int main(int argc, char** argv) {
     std::unique_ptr<DesktopUI> ui;
     Token shown;
     constexpr std::string_view windows[] = {
-        "history", "empty", "settings", "welcome", "banners", "chord", "tray"};
-    if (std::find(std::begin(windows), std::end(windows), state) != std::end(windows)) {
+        "history", "empty", "settings", "settings-nomodel", "welcome", "banners", "chord", "tray"};
+    if (isNote(state) ||
+        std::find(std::begin(windows), std::end(windows), state) != std::end(windows)) {
         auto services = scene.services();
         services.quit = [] {
             QApplication::quit();
@@ -144,6 +200,13 @@ int main(int argc, char** argv) {
         ui = std::make_unique<DesktopUI>(std::move(services), hud);
         ui->start(state == "tray");
         scene.dictation->start();
+        if (isNote(state))
+            QTimer::singleShot(50, &hud, [&] {
+                openNote(state, scene);
+                if (state != "note-question") return;
+                scene.history.deleteEntry(scene.history.entries().front().id, Date::now());
+                ui->refreshHistory();
+            });
     } else {
         shown = hud.present(std::nullopt);
         QTimer::singleShot(50, &hud, [&] { showOverlay(state, below.engine, hud); });
