@@ -111,7 +111,7 @@ std::string ModelList::choose(const std::string& name) const {
         const auto found = std::find_if(entries.begin(), entries.end(), fits);
         return found == entries.end() ? std::string() : found->name;
     };
-    const auto orElse = [](std::string chosen, std::string other) {
+    const auto orElse = [](const std::string& chosen, const std::string& other) {
         return chosen.empty() ? other : chosen;
     };
     if (name.empty())
