@@ -106,8 +106,8 @@ TEST_F(ModelServerTest, tellsWhoAnswersAndTheModelToAsk) {
         ChatForm::Thinking thinking = ChatForm::Thinking::unsaid;
     };
     using Thinking = ChatForm::Thinking;
-    const auto put = [](std::string body, int status = 200,
-                         std::vector<HttpRequest::Header> headers = {}) {
+    const auto put = [](const std::string& body, int status = 200,
+                         const std::vector<HttpRequest::Header>& headers = {}) {
         return [=](ModelServerTest& t) {
             t.http.put(one + "/v1/models", body, status, headers);
         };
