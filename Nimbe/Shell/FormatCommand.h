@@ -13,8 +13,8 @@ struct FormatOptions {
     bool preserveCase = true;
     std::string step = {}; // empty: the whole path
     bool isJson = false;
-    bool isPolished = false;    // as with AI cleanup on; without a step
-    std::string mode = {};      // of a polished text; empty: the setting's
+    bool isPolished = false; // as with AI cleanup on; without a step
+    std::string mode = {};   // of a polished text; empty: the setting's
 };
 
 [[nodiscard]] std::vector<std::string> formatStepNames();
