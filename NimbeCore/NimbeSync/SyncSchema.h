@@ -102,7 +102,7 @@ struct SyncRecord {
     std::string id;
     std::optional<SyncModel> model = {}; // absent: deleted
     MirrorState mirror = {};
-    /// What a newer version has added to the record: members of a JSON object, or nothing.
+    /// What a newer version has added to the record: a JSON object of it, or nothing.
     std::string more = {};
 
     friend bool operator==(const SyncRecord&, const SyncRecord&) = default;

@@ -1,6 +1,7 @@
 #include "NimbeSync/SyncStore.h"
 
 #include "Foundation/Text.h"
+#include "NimbeSync/SyncRecordCodec.h"
 #include "NimbeSync/TranscriptCipher.h"
 
 namespace nimbe {
@@ -25,16 +26,6 @@ std::string_view sentenceOf(SyncError::Kind kind) {
     case SyncError::Kind::newer: return "The synced history is of a newer version of Nimbe.";
     }
     return {};
-}
-
-std::optional<DecryptedTranscript> openedWith(const SymmetricKey& key, const TranscriptItem& item) {
-    auto text = TranscriptCipher::open(item.ciphertext, key);
-    if (!text) return std::nullopt;
-    DecryptedTranscript opened{item.id, std::move(*text), item.createdAt, item.mode};
-    // The text is what counts: an original that does not open is left out alone.
-    if (item.originalCiphertext)
-        opened.originalText = TranscriptCipher::open(*item.originalCiphertext, key);
-    return opened;
 }
 
 } // namespace
@@ -207,7 +198,7 @@ void SyncStore::forEachTranscript(const std::function<bool(DecryptedTranscript)>
         if (!page) return fail(page.error(), "fetch failed");
         for (const auto& model : *page) {
             const auto& item = std::get<TranscriptItem>(model);
-            auto opened = openedWith(*with, item);
+            auto opened = SyncRecordCodec::opened(item, *with);
             if (!opened)
                 ++leftOut;
             else if (!visit(std::move(*opened)))
@@ -231,7 +222,7 @@ std::optional<DecryptedTranscript> SyncStore::transcript(const UUID& id) {
         return std::nullopt;
     }
     if (!*record || !(*record)->model) return std::nullopt;
-    return openedWith(*with, std::get<TranscriptItem>(*(*record)->model));
+    return SyncRecordCodec::opened(std::get<TranscriptItem>(*(*record)->model), *with);
 }
 
 bool SyncStore::hasTranscripts() {

@@ -34,7 +34,7 @@ UUID idOf(int number) {
 SyncRecord transcript(int number, double time) {
     const TranscriptItem item{idOf(number), Date{time}, "notes", Bytes{0, 1, 255}};
     return {SyncKind::transcript, idOf(number).text(), item, {7, true, {1, 0xFFFFFFFFFFFFFFFF}},
-        R"("pinned":true)"};
+        R"({"pinned":true})"};
 }
 
 SyncRecord recordOf(SyncModel model) {
