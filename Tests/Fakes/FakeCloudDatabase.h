@@ -1,0 +1,101 @@
+#pragma once
+
+#include <deque>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "NimbeSync/CloudDatabase.h"
+
+namespace nimbe {
+
+/// What all devices of a user share.
+struct FakeCloud {
+    std::string identity = "cloud";
+    std::map<std::pair<std::string, std::string>, CloudRecord> records;
+    std::int64_t sequence = 0;
+    std::size_t longestPage = 1000;
+
+    CloudDatabase::Pushed push(CloudRecord record) {
+        const std::pair key{record.kind, record.id};
+        const auto found = records.find(key);
+        const std::int64_t revision = found == records.end() ? 0 : found->second.revision;
+        if (revision != record.revision)
+            return {false, 0, found == records.end() ? std::nullopt : std::optional(found->second)};
+        record.revision = ++sequence;
+        records[key] = std::move(record);
+        return {true, sequence, {}};
+    }
+
+    [[nodiscard]] CloudDatabase::Page pull(std::int64_t since, std::size_t limit) const {
+        std::map<std::int64_t, CloudRecord> byRevision;
+        for (const auto& [key, record] : records)
+            if (record.revision > since) byRevision.emplace(record.revision, record);
+        CloudDatabase::Page page{identity, {}, true};
+        for (const auto& [revision, record] : byRevision) {
+            page.isLast = page.records.size() < std::min(limit, longestPage);
+            if (!page.isLast) break;
+            page.records.push_back(record);
+        }
+        return page;
+    }
+};
+
+/// One device's way to it. Faults come true one a call, in order; with none left all works.
+class FakeCloudDatabase final : public CloudDatabase {
+public:
+    enum class Fault {
+        none,
+        refuse,     // nothing arrives
+        loseAnswer, // it arrives, and an error comes back
+        hang,       // it arrives, and nothing ever comes back
+        late        // the answer comes after a minute
+    };
+    std::deque<Fault> faults;
+    int calls = 0;
+    int pushedRecords = 0;
+
+    FakeCloudDatabase(FakeCloud& cloud, MainActor& actor) : cloud(cloud), actor(actor) {}
+
+    [[nodiscard]] Task<Result<Page, CloudError>> pull(
+        std::int64_t since, std::size_t limit) override {
+        const Fault fault = next();
+        if (fault == Fault::refuse) co_return failure(unreachable());
+        auto page = cloud.pull(since, limit);
+        if (fault == Fault::hang) co_await never();
+        if (fault == Fault::late) co_await sleep(actor, 60);
+        if (fault == Fault::loseAnswer) co_return failure(unreachable());
+        co_return page;
+    }
+
+    [[nodiscard]] Task<Result<std::vector<Pushed>, CloudError>> push(
+        std::vector<CloudRecord> records) override {
+        const Fault fault = next();
+        if (fault == Fault::refuse) co_return failure(unreachable());
+        std::vector<Pushed> answers;
+        for (auto& record : records) answers.push_back(cloud.push(std::move(record)));
+        pushedRecords += static_cast<int>(answers.size());
+        if (fault == Fault::hang) co_await never();
+        if (fault == Fault::late) co_await sleep(actor, 60);
+        if (fault == Fault::loseAnswer) co_return failure(unreachable());
+        co_return answers;
+    }
+
+private:
+    FakeCloud& cloud;
+    MainActor& actor;
+
+    Fault next() {
+        ++calls;
+        if (faults.empty()) return Fault::none;
+        const Fault fault = faults.front();
+        faults.pop_front();
+        return fault;
+    }
+    static CloudError unreachable() {
+        return {CloudError::Kind::unreachable, "the connection broke off"};
+    }
+};
+
+} // namespace nimbe
