@@ -47,6 +47,7 @@ class FakeCloudDatabase final : public CloudDatabase {
 public:
     enum class Fault {
         none,
+        slow,       // the answer comes after twenty seconds, in time
         refuse,     // nothing arrives
         loseAnswer, // it arrives, and an error comes back
         hang,       // it arrives, and nothing ever comes back
@@ -64,6 +65,7 @@ public:
         if (fault == Fault::refuse) co_return failure(unreachable());
         auto page = cloud.pull(since, limit);
         if (fault == Fault::hang) co_await never();
+        if (fault == Fault::slow) co_await sleep(actor, 20);
         if (fault == Fault::late) co_await sleep(actor, 60);
         if (fault == Fault::loseAnswer) co_return failure(unreachable());
         co_return page;
@@ -77,6 +79,7 @@ public:
         for (auto& record : records) answers.push_back(cloud.push(std::move(record)));
         pushedRecords += static_cast<int>(answers.size());
         if (fault == Fault::hang) co_await never();
+        if (fault == Fault::slow) co_await sleep(actor, 20);
         if (fault == Fault::late) co_await sleep(actor, 60);
         if (fault == Fault::loseAnswer) co_return failure(unreachable());
         co_return answers;

@@ -33,7 +33,7 @@ public:
             case 5: remove(device); break;
             case 6: {
                 constexpr Fault faults[] = {
-                    Fault::none, Fault::refuse, Fault::loseAnswer, Fault::hang, Fault::late};
+                    Fault::slow, Fault::refuse, Fault::loseAnswer, Fault::hang, Fault::late};
                 device.connection.faults.push_back(faults[upTo(5)]);
                 break;
             }

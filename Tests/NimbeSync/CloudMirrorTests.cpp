@@ -170,6 +170,7 @@ TEST_F(CloudMirrorTest, aLostAnswerChangesNothing) {
         expectAlike({});
         const UUID edited = here.say("edited");
         const UUID deleted = here.say("deleted");
+        const UUID withdrawn = here.say("withdrawn");
         here.connection.faults = {Fault::none, c.fault}; // a pull, a push
         here.kill();
         here.switchOn();
@@ -177,7 +178,8 @@ TEST_F(CloudMirrorTest, aLostAnswerChangesNothing) {
         EXPECT_EQ(here.mirror->_status.get().phase, CloudMirror::Phase::waiting);
         EXPECT_FALSE(here.mirror->_status.get().problem.empty());
         there.sync();
-        EXPECT_EQ(there.texts().size(), 2U) << "it has arrived";
+        EXPECT_EQ(there.texts().size(), 3U) << "it has arrived";
+        EXPECT_TRUE(here.store.deleteTranscript(withdrawn));
         EXPECT_TRUE(there.store.update(edited, "edited on"));
         EXPECT_TRUE(there.store.deleteTranscript(deleted));
         there.sync();
@@ -187,11 +189,14 @@ TEST_F(CloudMirrorTest, aLostAnswerChangesNothing) {
 
 TEST_F(CloudMirrorTest, anEditDuringAPushIsTold) {
     const UUID id = here.say("first");
-    here.connection.faults = {Fault::none, Fault::late};
+    here.connection.faults = {Fault::none, Fault::slow};
     here.switchOn();
     here.actor.advance(10); // the push is on its way
     EXPECT_TRUE(here.store.update(id, "second"));
     here.mirror->noteChange();
+    here.actor.advance(11); // the answer to the first
+    EXPECT_EQ(cloud.records.size(), 1U);
+    EXPECT_EQ(here.database.journal().pending({}, 9)->size(), 1U);
     expectAlike({"second"});
 
     here.connection.faults = {Fault::none, Fault::late};
