@@ -1,22 +1,27 @@
 #include "PlatformSecrets/Base64.h"
 
-#include <glib.h>
-#include <memory>
+#include <openssl/evp.h>
 
 namespace nimbe {
 
 std::string base64Encoded(const Bytes& bytes) {
-    const std::unique_ptr<gchar, decltype(&g_free)> text(
-        g_base64_encode(bytes.data(), bytes.size()), g_free);
-    return text.get();
+    std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0'); // it ends the text with a NUL byte
+    const int length = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()), bytes.data(),
+        static_cast<int>(bytes.size()));
+    text.resize(static_cast<std::size_t>(length));
+    return text;
 }
 
 std::optional<Bytes> base64Decoded(std::string_view text) {
-    gsize size = 0;
-    const std::unique_ptr<guchar, decltype(&g_free)> decoded(
-        g_base64_decode(std::string(text).c_str(), &size), g_free);
-    Bytes bytes(decoded.get(), decoded.get() + size);
-    // The decoder skips what it does not know.
+    Bytes bytes(text.size() / 4 * 3);
+    const int length = EVP_DecodeBlock(bytes.data(),
+        reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+    if (length < 0) return std::nullopt;
+    // The padding counts as bytes there.
+    const auto padding = text.size() - (text.find_last_not_of('=') + 1);
+    if (padding > static_cast<std::size_t>(length)) return std::nullopt;
+    bytes.resize(static_cast<std::size_t>(length) - padding);
+    // The decoder passes over white space and odd bits.
     if (base64Encoded(bytes) != text) return std::nullopt;
     return bytes;
 }

@@ -81,6 +81,9 @@ TEST_F(NoKeyringTest, aKeyFileIsReadOnlyWhereItIsOne) {
         {"cut", good.substr(0, 43), false},
         {"cut at a quantum", good.substr(0, 40), false},
         {"with more behind it", good + "\n" + good, false},
+        {"blanks within", good.substr(0, 20) + " " + good.substr(20), false},
+        {"bits that no byte has", good.substr(0, 42) + "9=", false},
+        {"padding alone", "====", false},
         {"raw bytes", std::string(32, '\0'), false},
         {"very long", std::string(100'000, 'A'), false},
     };
