@@ -5,7 +5,6 @@
 
 #include "EndOfInput.h"
 #include "Interrupt.h"
-#include "ModuleLoader.h"
 #include "NimbeApp/MCPRegistration.h"
 #include "NimbeApp/WebModule.h"
 #include "NimbeEngine/Speech/AppleSpeechEngine.h"
@@ -14,8 +13,9 @@
 #include "NimbeEngine/Transform/OnDeviceTransformer.h"
 #include "NimbeEngine/Transform/PromptRegistry.h"
 #include "NimbeGround/Ground.h"
+#include "NimbeGround/LoadedInstance.h"
+#include "NimbeGround/ModuleLoader.h"
 #include "NimbeShell/ShellLog.h"
-#include "PlatformDesktop/BusRemoteClient.h"
 #include "PlatformLanguageModel/ChatCompletionsModel.h"
 #include "PlatformLog/JournalLog.h"
 #include "PlatformStorage/AtomicConfigFiles.h"
@@ -187,7 +187,7 @@ public:
     RemoteInstance& remote() override { return instance; }
 
 private:
-    BusRemoteClient instance;
+    LoadedInstance instance;
     std::optional<ShellLog> log;
     std::optional<Ground> ground;
     std::optional<HistoryStack> stack;

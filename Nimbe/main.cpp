@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "ModuleLoader.h"
 #include "NimbeApp/DesktopModule.h"
 #include "NimbeApp/MacEntryPoint.h"
+#include "NimbeGround/ModuleLoader.h"
 #include "NimbeMCPMode/MCPMode.h"
 #include "NimbeShell/CommandLine.h"
 #include "ShellWiring.h"

@@ -3,10 +3,10 @@
 #include <filesystem>
 
 #include "NimbeApp/HearingModule.h"
+#include "NimbeGround/LoadedKeyring.h"
 #include "NimbeKitCore/History/DictationHistory.h"
 #include "NimbeKitCore/History/LocalKeychainKeyStore.h"
 #include "PlatformSecrets/SecretFileStore.h"
-#include "PlatformSecrets/SecretServiceStore.h"
 #include "PlatformSecrets/UnavailableSecretStore.h"
 #include "PlatformStorage/DataFolders.h"
 #include "PlatformStorage/SqliteUserDefaults.h"
@@ -30,7 +30,7 @@ struct Ground {
 struct HistoryGround {
     explicit HistoryGround(Ground& ground);
 
-    SecretServiceStore keyring;
+    LoadedKeyring keyring;
     UnavailableSecretStore noKeyring;
     SecretFileStore files;
     LocalKeychainKeyStore keys;

@@ -1,4 +1,4 @@
-#include "ModuleLoader.h"
+#include "NimbeGround/ModuleLoader.h"
 
 #include <dlfcn.h>
 
@@ -17,6 +17,10 @@ Result<void*, std::string> loadEntry(const std::string& libraryName, const char*
     void* address = ::dlsym(loaded, entry);
     if (!address) return failure(std::string(::dlerror()));
     return address;
+}
+
+Result<BusModule*, std::string> busModule() {
+    return loadModule<BusModule>("libnimbe-bus.so", "nimbeBusModule");
 }
 
 } // namespace nimbe

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "Foundation/Result.h"
+#include "NimbeApp/BusModule.h"
 
 namespace nimbe {
 
@@ -20,5 +21,8 @@ template <typename Module>
     using Entry = Module* (*)();
     return reinterpret_cast<Entry>(*address)(); // the one conversion that POSIX asks for
 }
+
+/// What goes over the session bus.
+[[nodiscard]] Result<BusModule*, std::string> busModule();
 
 } // namespace nimbe
