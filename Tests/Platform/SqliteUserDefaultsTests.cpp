@@ -484,6 +484,7 @@ TEST_F(SqliteUserDefaultsTest, whoOnlyReadsFollowsWritersAndWritesNothing) {
     EXPECT_EQ(reader.get(name), "1");
     const auto one = reader.revision();
     EXPECT_EQ(reader.get(name), "1");
+    EXPECT_FALSE(fs::exists(file.string() + "-shm")) << "nothing is made beside it";
     EXPECT_EQ(reader.revision(), one) << "nothing has changed";
     EXPECT_FALSE(second.run());
     const auto two = reader.revision();

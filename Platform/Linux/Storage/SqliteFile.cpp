@@ -55,13 +55,17 @@ bool SqliteFile::isWritable() const {
     return ::access(path.c_str(), W_OK) == 0 || errno == ENOENT;
 }
 
+bool SqliteFile::hasLog() const {
+    std::error_code error;
+    const auto size = fs::file_size(with("-wal"), error);
+    return !error && size > 0;
+}
+
 Result<SqliteDatabase, SqliteCode> SqliteFile::openReadOnly() const {
     // A process that was killed has left its last writes in a log, which is read
     // along with the file; without one SQLite must be told not to look for it.
-    std::error_code error;
-    const auto logSize = fs::file_size(with("-wal"), error);
     using enum SqliteDatabase::ReadOnly;
-    return SqliteDatabase::openReadOnly(path, !error && logSize > 0 ? withLog : unchanging);
+    return SqliteDatabase::openReadOnly(path, hasLog() ? withLog : unchanging);
 }
 
 std::optional<SqliteFile::Identity> SqliteFile::identity() const {

@@ -29,6 +29,9 @@ struct SqliteFile {
     /// Whether the folder takes files and the file, if there, takes writes.
     [[nodiscard]] bool isWritable() const;
 
+    /// Whether there is a log beside it from which it must be read along.
+    [[nodiscard]] bool hasLog() const;
+
     /// Without locks, where nothing may be written.
     [[nodiscard]] Result<SqliteDatabase, SqliteCode> openReadOnly() const;
 

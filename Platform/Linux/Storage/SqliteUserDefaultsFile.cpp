@@ -31,7 +31,8 @@ Result<std::int64_t, DefaultsError> SqliteUserDefaultsFile::version(Use use) {
     }
     // A file opened for reading alone is read without locks, as it then was. It may
     // become writable, or be so to others, who see another mount of it.
-    if (opened && !opened->state.empty() && (file.isWritable() || file.state() != opened->state))
+    if (opened && !opened->state.empty() &&
+        (file.state() != opened->state || (access == Access::full && file.isWritable())))
         opened.reset();
     if (access == Access::readOnly && use == Use::write) {
         log.warning("settings: this program only reads them");
@@ -69,6 +70,16 @@ Result<std::int64_t, DefaultsError> SqliteUserDefaultsFile::version(Use use) {
 }
 
 Result<std::optional<Value>, DefaultsError> SqliteUserDefaultsFile::read(std::string_view key) {
+    auto value = readOnce(key);
+    // Written to while it was read without locks: now there is a log to read along with it.
+    const bool mayBeTorn = opened && access == Access::readOnly && !opened->state.empty() &&
+                           file.state() != opened->state;
+    if (!mayBeTorn) return value;
+    const auto now = version(Use::read);
+    return now ? readOnce(key) : failure(now.error());
+}
+
+Result<std::optional<Value>, DefaultsError> SqliteUserDefaultsFile::readOnce(std::string_view key) {
     using enum DefaultsError::Kind;
     if (!opened) return std::optional<Value>();
     auto& select = opened->select;
@@ -186,14 +197,21 @@ SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::openReadOnly() {
     return adopt(file.openReadOnly(), true, Locks::none);
 }
 
-/// With SQLite's locks, for which it keeps two files beside the database while it is open.
-/// Where those cannot be, nobody writes either.
+/// With SQLite's locks where a log stands beside the file: someone writes, or was killed.
+/// Without one the file is read as it stands, so that nothing is made beside it; the first
+/// write of another process makes the log and is seen by that.
 SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::openBesideWriters() {
-    using enum SqliteDatabase::ReadOnly;
-    Health health = Health::unwritable;
-    if (file.isWritable())
-        health = adopt(SqliteDatabase::openReadOnly(file.path, withLog), true, Locks::taken);
-    return health == Health::unwritable ? openReadOnly() : health;
+    Health health = Health::unreachable;
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        const auto before = file.state();
+        using enum SqliteDatabase::ReadOnly;
+        health = file.hasLog() && file.isWritable()
+                     ? adopt(SqliteDatabase::openReadOnly(file.path, withLog), true, Locks::taken)
+                     : openReadOnly();
+        // What looked damaged may have been written just then.
+        if (health == Health::sound || file.state() == before) break;
+    }
+    return health;
 }
 
 SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::adopt(

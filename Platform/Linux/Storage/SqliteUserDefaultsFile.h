@@ -75,6 +75,8 @@ private:
     bool isInTransaction = false;
     bool isSuspect = false; // damage was met: look it over again before the next use
 
+    [[nodiscard]] Result<std::optional<UserDefaults::Value>, DefaultsError> readOnce(
+        std::string_view key);
     [[nodiscard]] Health open(Use use);
     [[nodiscard]] Health openSound();
     [[nodiscard]] Health openReadOnly();
