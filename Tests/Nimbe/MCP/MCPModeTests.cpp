@@ -1,7 +1,9 @@
+#include <atomic>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -58,14 +60,12 @@ struct MCPModeTest : testing::Test {
             texts += *item.member("preview")->asString() + ";";
         return texts;
     }
-    /// Every file of the data folder and what is in it, but for what SQLite keeps beside an
-    /// open database.
+    /// Every file of the data folder and what is in it.
     [[nodiscard]] std::map<std::string, std::string> files() const {
         std::map<std::string, std::string> found;
         if (!fs::exists(data)) return found;
         for (const auto& entry : fs::directory_iterator(data)) {
             const auto name = entry.path().filename().string();
-            if (name.ends_with("-shm") || name.ends_with("-wal")) continue;
             if (!entry.is_regular_file()) {
                 found[name] = "a folder";
                 continue;
@@ -157,6 +157,39 @@ TEST_F(MCPModeTest, aHistoryThatCannotBeReadIsEmptyAndLeftAsItIs) {
         EXPECT_EQ(run.error.find("secret"), run.error.npos);
         EXPECT_TRUE(files() == before) << c.why;
     }
+}
+
+TEST_F(MCPModeTest, nothingIsMissingWhileAnotherWrites) {
+    dictate("first");
+    PipedProcess process(server());
+    std::atomic<bool> isDone = false;
+    // Each opens the file and closes it, so that its log comes and goes.
+    std::jthread writer([&] {
+        for (int i = 0; i < 40; ++i) dictate("one more");
+        isDone = true;
+    });
+    std::ptrdiff_t seen = 1;
+    for (bool isLast = false; !isLast;) {
+        isLast = isDone;
+        const auto texts = listed(process);
+        const auto now = std::count(texts.begin(), texts.end(), ';');
+        EXPECT_GE(now, seen);
+        seen = now;
+    }
+    EXPECT_EQ(seen, 41);
+    EXPECT_EQ(process.finish(), 0);
+    EXPECT_EQ(process.error(), "nimbe-mcp: ready (0.1.0)\n");
+}
+
+TEST_F(MCPModeTest, servingLeavesTheFilesAsTheyAre) {
+    dictate("a word");
+    const auto before = files();
+    {
+        PipedProcess process(server());
+        EXPECT_EQ(listed(process), "a word;");
+        EXPECT_EQ(process.finish(), 0);
+    }
+    EXPECT_TRUE(files() == before);
 }
 
 TEST_F(MCPModeTest, aReadOnlyFolderIsServed) {
