@@ -14,10 +14,12 @@ MemoryRecord record(const DictationEntry& entry) {
 }
 
 /// A total order also where a date is not a number.
+bool isNewer(const MemoryRecord& left, const MemoryRecord& right) {
+    return std::strong_order(left.createdAt.sinceReference, right.createdAt.sinceReference) > 0;
+}
+
 void sortNewestFirst(MemoryRecords& records) {
-    std::stable_sort(records.begin(), records.end(), [](const auto& left, const auto& right) {
-        return std::strong_order(left.createdAt.sinceReference, right.createdAt.sinceReference) > 0;
-    });
+    std::stable_sort(records.begin(), records.end(), isNewer);
 }
 
 /// The first of an id stays.
@@ -32,6 +34,16 @@ void dropRepeated(MemoryRecords& records) {
     std::erase_if(records, [&](const auto&) { return isRepeated[at++]; });
 }
 
+/// Both newest first; those whose id is there already are left out.
+void addOthers(MemoryRecords& own, const MemoryRecords& others) {
+    std::unordered_set<std::string> ids;
+    for (const auto& each : own) ids.insert(each.id);
+    const auto middle = static_cast<std::ptrdiff_t>(own.size());
+    std::copy_if(others.begin(), others.end(), std::back_inserter(own),
+        [&](const auto& each) { return !ids.contains(each.id); });
+    std::inplace_merge(own.begin(), own.begin() + middle, own.end(), isNewer);
+}
+
 } // namespace
 
 HistoryRecordSource::HistoryRecordSource(
@@ -41,23 +53,25 @@ HistoryRecordSource::HistoryRecordSource(
 std::shared_ptr<const MemoryRecords> HistoryRecordSource::records() {
     // Before the entries: a change that comes between the two is then seen next time.
     const auto now = revision ? revision() : std::nullopt;
-    if (merged && now && now == seenRevision) return merged;
+    const bool areComplete = transcripts.has_value();
+    if (!areComplete) readTranscripts();
+    const bool isUnchanged = merged && transcripts.has_value() == areComplete;
+    if (isUnchanged && now && now == seenRevision) return merged;
     auto entries = history.entries();
     // What could not be read may be readable next time without any change of the store.
     seenRevision = history.problem() ? std::nullopt : now;
-    if (merged && entries == seenEntries) return merged;
+    if (isUnchanged && entries == seenEntries) return merged;
     seenEntries = std::move(entries);
-    if (!transcripts) readTranscripts();
     merge();
     return merged;
 }
 
 void HistoryRecordSource::readTranscripts() {
-    auto& records = transcripts.emplace();
-    if (!synced) return;
     auto opened = synced();
-    records.reserve(opened.size());
-    for (auto& each : opened)
+    if (!opened) return;
+    auto& records = transcripts.emplace();
+    records.reserve(opened->size());
+    for (auto& each : *opened)
         records.push_back({each.id.text(), text::mended(std::move(each.text)), each.createdAt,
             text::mended(std::move(each.mode))});
     dropRepeated(records);
@@ -66,20 +80,11 @@ void HistoryRecordSource::readTranscripts() {
 
 void HistoryRecordSource::merge() {
     MemoryRecords all;
-    all.reserve(seenEntries.size() + transcripts->size());
+    if (transcripts) all.reserve(seenEntries.size() + transcripts->size());
     for (const auto& entry : seenEntries) all.push_back(record(entry));
     dropRepeated(all);
-    std::unordered_set<std::string> own;
-    for (const auto& each : all) own.insert(each.id);
     sortNewestFirst(all);
-    const auto middle = static_cast<std::ptrdiff_t>(all.size());
-    std::copy_if(transcripts->begin(), transcripts->end(), std::back_inserter(all),
-        [&](const auto& each) { return !own.contains(each.id); });
-    std::inplace_merge(
-        all.begin(), all.begin() + middle, all.end(), [](const auto& left, const auto& right) {
-            return std::strong_order(
-                       left.createdAt.sinceReference, right.createdAt.sinceReference) > 0;
-        });
+    if (transcripts) addOthers(all, *transcripts);
     merged = std::make_shared<const MemoryRecords>(std::move(all));
 }
 

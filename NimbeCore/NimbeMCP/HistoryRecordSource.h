@@ -14,11 +14,11 @@ namespace nimbe {
 
 /// The device's own history and the synced transcripts as one list. A dictation that is in
 /// both is the history's. The history is read at every call, unless its revision tells that
-/// there is no need; the transcripts once, at the first.
+/// there is no need; the transcripts once, as soon as they can be.
 class HistoryRecordSource final : public MemoryRecordSource {
 public:
-    /// Those that can be opened.
-    using Synced = std::function<std::vector<DecryptedTranscript>()>;
+    /// Those that can be opened; absent: not now, it is asked again at the next call.
+    using Synced = std::function<std::optional<std::vector<DecryptedTranscript>>()>;
     /// A number that is another one after every change of what the history is read from;
     /// absent when that cannot be told.
     using Revision = std::function<std::optional<std::int64_t>()>;

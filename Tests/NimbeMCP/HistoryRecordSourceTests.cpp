@@ -14,12 +14,13 @@ struct HistoryRecordSourceTest : testing::Test {
     MemoryUserDefaults defaults;
     DictationHistory history{defaults, log};
     std::vector<DecryptedTranscript> synced;
+    bool isSyncedLocked = false;
     int syncedReads = 0;
     std::optional<std::int64_t> revision;
     HistoryRecordSource source{history,
         [this] {
             ++syncedReads;
-            return synced;
+            return isSyncedLocked ? std::nullopt : std::optional(synced);
         },
         [this] {
             return revision;
@@ -98,10 +99,25 @@ TEST_F(HistoryRecordSourceTest, whatCannotBeReadIsTriedAgain) {
     keys.isLocked = true;
     DictationHistory locked(defaults, keys, log);
     HistoryRecordSource records(
-        locked, [this] { return synced; }, [] { return 1; });
+        locked, [this] { return std::optional(synced); }, [] { return 1; });
     EXPECT_EQ(records.records()->size(), 1U) << "what is not locked";
     keys.isLocked = false;
     EXPECT_EQ(records.records()->size(), 2U) << "unlocked, while the store is as it was";
+}
+
+TEST_F(HistoryRecordSourceTest, transcriptsThatCannotBeReadAreAskedForAgain) {
+    history.append("one", DictationMode::notes, Date{1});
+    synced = {transcript("synced", 2)};
+    revision = 1;
+    isSyncedLocked = true;
+    EXPECT_EQ(texts(), "one ");
+    const auto before = source.records();
+    EXPECT_EQ(source.records(), before);
+    isSyncedLocked = false;
+    EXPECT_EQ(texts(), "synced one ") << "while the history is as it was";
+    const int reads = syncedReads;
+    EXPECT_EQ(texts(), "synced one ");
+    EXPECT_EQ(syncedReads, reads);
 }
 
 TEST_F(HistoryRecordSourceTest, oddTranscriptsDoNoHarm) {
