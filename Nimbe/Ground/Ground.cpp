@@ -6,9 +6,8 @@
 namespace nimbe {
 
 HistoryGround::HistoryGround(Ground& ground)
-    : files(ground.folders.data, ground.log),
-      keys(LocalKeychainKeyStore::Purpose::history(), {keychain(ground.folders), files},
-          ground.defaults, ground.log),
+    : files(ground.folders.data, ground.log), places{keychain(ground.folders), files},
+      keys(LocalKeychainKeyStore::Purpose::history(), places, ground.defaults, ground.log),
       history(ground.defaults, keys, ground.log) {}
 
 SecretStore& HistoryGround::keychain(const DataFolders& folders) {

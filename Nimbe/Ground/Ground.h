@@ -33,6 +33,7 @@ struct HistoryGround {
     LoadedKeyring keyring;
     UnavailableSecretStore noKeyring;
     SecretFileStore files;
+    LocalKeychainKeyStore::Places places; // of other keys too
     LocalKeychainKeyStore keys;
     DictationHistory history;
 

@@ -12,6 +12,9 @@
 #include "NimbeMCP/MCPStdioLoop.h"
 #include "NimbeMCPMode/QuietLog.h"
 #include "NimbeMCPMode/StandardStreams.h"
+#include "NimbeSync/KeychainKeyStore.h"
+#include "NimbeSync/SyncStore.h"
+#include "PlatformSyncStorage/SqliteSyncDatabase.h"
 
 namespace nimbe {
 namespace {
@@ -27,17 +30,45 @@ void report(std::string line) {
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
+/// The synced store beside the history, with its key where the history's is.
+struct Transcripts {
+    Transcripts(Ground& ground, LocalKeychainKeyStore::Places places)
+        : database(ground.folders.syncFile(), SyncFile::Use::read, ground.log),
+          keys(places, ground.defaults, ground.log, [this] { return store.hasTranscripts(); }),
+          key(keys, TranscriptKey::Use::read, ground.log), store(database, key, ground.log) {}
+
+    SqliteSyncDatabase database;
+    KeychainKeyStore keys;
+    TranscriptKey key;
+    SyncStore store;
+
+    [[nodiscard]] std::optional<std::vector<DecryptedTranscript>> read() {
+        auto opened = store.transcripts();
+        // A locked keyring may be open at the next call.
+        if (opened.empty() && store.problem()) return std::nullopt;
+        return opened;
+    }
+};
+
 /// What stands behind the records, in the order in which it leans on each other.
 struct Stores {
     Stores(DataFolders folders, LogSink& log)
         : ground(std::move(folders), log, SqliteUserDefaults::Access::readOnly), history(ground),
+          transcripts(ground, history.places),
           source(
-              history.history, [] { return std::vector<DecryptedTranscript>(); },
+              history.history, [this] { return transcripts.read(); },
               [this] { return ground.defaults.revision(); }) {}
 
     Ground ground;
     HistoryGround history;
+    Transcripts transcripts;
     HistoryRecordSource source;
+
+    /// What keeps records away, for the user; the history's own comes first.
+    [[nodiscard]] std::string problem() const {
+        if (const auto ours = history.history.problem()) return std::string(ours->sentence);
+        return std::string(transcripts.store.problem().value_or(""));
+    }
 };
 
 /// The user's dictations, opened when somebody asks for them.
@@ -60,7 +91,7 @@ public:
 private:
     QuietLog log;
     std::optional<Stores> stores;
-    std::optional<HistoryProblem::Kind> reported;
+    std::string reported;
     std::shared_ptr<const MemoryRecords> none;
 
     std::shared_ptr<const MemoryRecords> withoutFolders() {
@@ -73,14 +104,13 @@ private:
 
     /// Once, until it is another one.
     void reportProblem() {
-        const auto problem = stores->history.history.problem();
+        auto problem = stores->problem();
         const auto cause = log.take();
-        if (problem && problem->kind != reported) {
-            std::string line(problem->sentence);
-            if (!cause.empty() && cause.find(line) == cause.npos) line += " (" + cause + ")";
-            report(line);
+        if (!problem.empty() && problem != reported) {
+            const bool saysMore = !cause.empty() && cause.find(problem) == cause.npos;
+            report(saysMore ? problem + " (" + cause + ")" : problem);
         }
-        reported = problem ? std::optional(problem->kind) : std::nullopt;
+        reported = std::move(problem);
     }
 };
 
