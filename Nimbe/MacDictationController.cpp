@@ -266,9 +266,11 @@ MacCleanupPolicy::Path MacDictationController::cleanupPath() const {
 }
 
 Task<std::string> MacDictationController::finishedText(Weak weakSelf, std::string raw) {
-    const auto self = weakSelf.lock();
+    auto self = weakSelf.lock();
     if (!self) co_return {};
-    switch (self->cleanupPath()) {
+    const auto path = self->cleanupPath();
+    self.reset();
+    switch (path) {
     case MacCleanupPolicy::Path::rules: co_return finishedWithoutCleanup(raw);
     case MacCleanupPolicy::Path::raw: co_return raw;
     case MacCleanupPolicy::Path::model: break;

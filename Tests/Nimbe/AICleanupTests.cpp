@@ -143,7 +143,9 @@ TEST_F(AICleanupTest, aControllerThatGoesStopsThePolishing) {
     startWithChord();
     dictate();
     ASSERT_TRUE(controller->_isPolishing.get());
+    const std::weak_ptr<MacDictationController> gone = controller;
     controller.reset();
+    EXPECT_TRUE(gone.expired()) << "what polishes holds it";
     actor.advance(20);
     EXPECT_EQ(landed, Texts{});
 }
