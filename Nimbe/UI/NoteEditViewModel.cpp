@@ -378,6 +378,8 @@ void NoteEditViewModel::ask(Trouble what) {
 }
 
 void NoteEditViewModel::reply(bool isOther) {
+    if (!isAsking()) return;
+    cancel(); // neither half a text nor the other one would come through it
     switch (trouble) {
     case Trouble::none: return;
     case Trouble::notStored:

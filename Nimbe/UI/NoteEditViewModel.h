@@ -82,7 +82,7 @@ public:
     Q_INVOKABLE void undo();
     Q_INVOKABLE void restoreOriginal();
     Q_INVOKABLE void copy();
-    /// The answer to the question, or the other one.
+    /// The answer to the question, or the other one. Ends a transform.
     Q_INVOKABLE void reply(bool isOther);
     /// Ends a transform, stores the text, and is left as soon as that is done.
     Q_INVOKABLE void leave();

@@ -276,6 +276,29 @@ TEST_F(NoteEditViewModelTest, leavingEndsATransform) {
     EXPECT_EQ(stored(), "Mine.");
 }
 
+TEST_F(NoteEditViewModelTest, anAnswerWhileATransformRunsEndsIt) {
+    struct Case {
+        const char* why;
+        bool isOther;
+        const char* stored;
+    };
+    for (const auto& c : {Case{"half a text is not kept", false, "Mine."},
+             Case{"theirs is taken", true, "Theirs."}}) {
+        open();
+        type("Mine.");
+        scene.transforms.answers.push_back(Answer{Outcome{}, {{"Half"}}, true});
+        note->start(shorter);
+        actor.runPosted();
+        changeElsewhere([&] { scene.history.update(id, "Theirs."); });
+        ASSERT_TRUE(note->isAsking()) << c.why;
+        note->reply(c.isOther);
+        actor.runPosted();
+        EXPECT_FALSE(note->isTransforming()) << c.why;
+        EXPECT_EQ(text(), c.stored) << c.why;
+        EXPECT_EQ(stored(), c.stored) << c.why;
+    }
+}
+
 TEST_F(NoteEditViewModelTest, aFailedTransformSaysWhyAndKeepsTheText) {
     open();
     scene.transforms.answers.push_back(
