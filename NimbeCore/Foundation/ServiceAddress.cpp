@@ -1,6 +1,7 @@
 #include "Foundation/ServiceAddress.h"
 
 #include <algorithm>
+#include <charconv>
 
 namespace nimbe {
 namespace {
@@ -23,14 +24,24 @@ bool takeScheme(std::string_view& text, std::string_view scheme) {
     return true;
 }
 
+/// As libraries read a part: up to 255, in base eight where it begins with a zero.
+bool isByte(std::string_view part) {
+    if (part.empty() || part.size() > 3) return false;
+    unsigned value = 0;
+    const auto* const end = part.data() + part.size();
+    const auto [last, error] =
+        std::from_chars(part.data(), end, value, part.starts_with('0') ? 8 : 10);
+    return error == std::errc() && last == end && value <= 255;
+}
+
 /// Four numbers, the first of them 127. What else libraries take for an IPv4 address
-/// ("127.1", "0x7f000001") is refused.
+/// ("127.1", "0x7f000001") is refused, and what they take for a name ("127.0.0.256").
 bool isLoopback4(std::string_view host) {
     int parts = 0;
     for (bool isFirst = true;; isFirst = false) {
         const auto dot = host.find('.');
         const auto part = host.substr(0, dot);
-        if (part.empty() || part.size() > 3 || !isDigits(part)) return false;
+        if (!isByte(part)) return false;
         if (isFirst && part != "127") return false;
         ++parts;
         if (dot == host.npos) return parts == 4;

@@ -211,6 +211,10 @@ TEST_F(ModelServerTest, sendsNothingToWhereThatIsNotAllowed) {
         {"http://192.0.2.1:11434", false, Kind::notAllowed, 0},
         {"https://models.example.org/v1", false, Kind::notAllowed, 0},
         {"http://localhost.example.org", false, Kind::notAllowed, 0},
+        {"http://127.0.0.256:11434", false, Kind::notAllowed, 0}, // a name, and looked up as one
+        {"http://127.0.0.255:11434", false, Kind::noServer, 1},
+        {"http://127.0.0.08:11434", false, Kind::notAllowed, 0}, // no number in base eight
+        {"http://127.0.0.010:11434", false, Kind::noServer, 1},
         {"http://127.0.0.1:1@192.0.2.1", false, Kind::noServer, 0},
         {"http://127.0.0.1:1@192.0.2.1", true, Kind::noServer, 0},
         {"file:///etc/passwd", true, Kind::noServer, 0},
