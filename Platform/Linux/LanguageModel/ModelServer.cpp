@@ -106,6 +106,15 @@ void choose(ModelServer& server, const ModelList& list, const std::string& name)
     if (availability.model.empty()) availability.model = name;
 }
 
+/// `mayLeave`: also a model that the server itself asks another machine for.
+void choose(ModelServer& server, const ModelList& list, const std::string& name, bool mayLeave) {
+    choose(server, mayLeave ? list : list.hereOnly(), name);
+    const auto elsewhere = list.choose(name);
+    if (server.availability.isAvailable() || elsewhere.empty()) return;
+    server.availability.kind = Kind::notAllowed;
+    server.availability.model = elsewhere;
+}
+
 } // namespace
 
 ChatForm ModelServer::form() const {
@@ -156,19 +165,14 @@ Task<ModelServer> ModelServer::ask(
         auto askingLoaded = getObject(http, address + "/api/ps");
         const auto loaded = co_await askingLoaded;
         const auto detailed = ModelList::ofOllama(tags, loaded);
-        const auto& all = detailed ? *detailed : *listed;
-        choose(server, mayLeave ? all : all.hereOnly(), name);
-        if (!server.availability.isAvailable() && !all.choose(name).empty()) {
-            server.availability.kind = Kind::notAllowed;
-            server.availability.model = all.choose(name);
-        }
+        choose(server, detailed ? *detailed : *listed, name, mayLeave);
         co_return server;
     }
     auto askingStates = getObject(http, address + "/api/v0/models");
     const auto states = co_await askingStates;
     const auto detailed = ModelList::ofLMStudio(states);
     if (detailed) setDialect(server, Dialect::lmStudio);
-    choose(server, detailed ? *detailed : *listed, name);
+    choose(server, detailed ? *detailed : *listed, name, mayLeave);
     co_return server;
 }
 

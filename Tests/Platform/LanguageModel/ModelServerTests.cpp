@@ -92,6 +92,10 @@ TEST_F(ModelServerTest, aModelThatRunsElsewhereNeedsLeave) {
     http.put(one + "/v1/models", R"({"data":[{"id":"a:cloud"},{"id":"b"}]})");
     http.pages[one + "/v1/models"].pop_front();
     EXPECT_EQ(find({one, false, ""}).model, "b");
+    http.pages[one + "/api/version"].clear(); // nobody knows who answers
+    EXPECT_EQ(find({one, false, ""}).model, "b");
+    EXPECT_EQ(find({one, false, "a:cloud"}).kind, Kind::notAllowed);
+    EXPECT_EQ(find({one, true, "a:cloud"}).kind, Kind::available);
 }
 
 TEST_F(ModelServerTest, tellsWhoAnswersAndTheModelToAsk) {
