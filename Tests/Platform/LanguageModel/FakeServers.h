@@ -30,9 +30,7 @@ public:
     void put(const std::string& url, Page page) { pages[url].push_back(std::move(page)); }
     void put(const std::string& url, std::string body, int status = 200,
         std::vector<HttpRequest::Header> headers = {}) {
-        Page page;
-        page.answer = HttpResponse{status, std::move(headers), std::move(body)};
-        put(url, std::move(page));
+        put(url, Page{HttpResponse{status, std::move(headers), std::move(body)}});
     }
     void stream(const std::string& url, std::string body, std::size_t pieceBytes = 1000) {
         put(url, streamed(std::move(body), pieceBytes));
