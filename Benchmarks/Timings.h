@@ -35,6 +35,9 @@ void benchmarkText();
 /// The figures of the history.
 void benchmarkHistory();
 
+/// The figures of the synced store.
+void benchmarkSync();
+
 /// The figures of sound and speech; feeds dictations in real time.
 void benchmarkSpeech();
 
