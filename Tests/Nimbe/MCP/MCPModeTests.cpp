@@ -10,6 +10,9 @@
 #include "Fakes/FakeLogSink.h"
 #include "Foundation/Json.h"
 #include "NimbeGround/Ground.h"
+#include "NimbeSync/KeychainKeyStore.h"
+#include "NimbeSync/SyncStore.h"
+#include "PlatformSyncStorage/SqliteSyncDatabase.h"
 #include "Support/PipedProcess.h"
 #include "Support/Process.h"
 #include "Support/TemporaryFolder.h"
@@ -157,6 +160,35 @@ TEST_F(MCPModeTest, aHistoryThatCannotBeReadIsEmptyAndLeftAsItIs) {
         EXPECT_EQ(run.error.find("secret"), run.error.npos);
         EXPECT_TRUE(files() == before) << c.why;
     }
+}
+
+TEST_F(MCPModeTest, syncedTranscriptsAreThereToo) {
+    const auto own = dictate("the device's own text");
+    {
+        Ground ground(DataFolders::find().value(), log);
+        HistoryGround history(ground);
+        SqliteSyncDatabase database(ground.folders.syncFile(), SyncFile::Use::write, log);
+        KeychainKeyStore keys(history.places, ground.defaults, log, [] { return false; });
+        TranscriptKey key(keys, TranscriptKey::Use::readAndMake, log);
+        SyncStore store(database, key, log);
+        ASSERT_TRUE(store.insert("elsewhere, Grüße", {}, Date{1}, "poem", UUID::random()));
+        ASSERT_TRUE(store.insert("an older text", {}, Date{2}, "notes", own.id));
+    }
+    {
+        PipedProcess process(server());
+        EXPECT_EQ(listed(process), "the device's own text;elsewhere, Grüße;");
+        const auto found =
+            process.ask(call("search_dictations", R"({"query":"GRÜSSE","mode":"poem"})"));
+        EXPECT_NE(found->find(R"(\"results\":[])"), found->npos) << "sharp s stays";
+        EXPECT_EQ(process.finish(), 0);
+        EXPECT_EQ(process.error(), "nimbe-mcp: ready (0.1.0)\n");
+    }
+    for (const auto& entry : fs::directory_iterator(data))
+        if (entry.path().filename().string().find("transcript") != std::string::npos)
+            fs::remove(entry.path());
+    PipedProcess process(server());
+    EXPECT_EQ(listed(process), "the device's own text;") << "what opens without the other key";
+    EXPECT_EQ(process.finish(), 0);
 }
 
 TEST_F(MCPModeTest, nothingIsMissingWhileAnotherWrites) {
