@@ -18,7 +18,7 @@ bool MemorySyncDatabase::NewestFirst::operator()(
     const Position& left, const Position& right) const {
     const auto order =
         std::strong_order(right.createdAt.sinceReference, left.createdAt.sinceReference);
-    return order != 0 ? order < 0 : right.id < left.id;
+    return std::is_neq(order) ? std::is_lt(order) : right.id < left.id;
 }
 
 SyncResult<std::optional<SyncRecord>> MemorySyncDatabase::read(
