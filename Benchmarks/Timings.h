@@ -38,6 +38,9 @@ void benchmarkHistory();
 /// The figures of the synced store.
 void benchmarkSync();
 
+/// The figures of the server for AI clients, beside others where those are installed.
+void benchmarkMCP();
+
 /// The figures of sound and speech; feeds dictations in real time.
 void benchmarkSpeech();
 

@@ -56,7 +56,7 @@ void Timings::run() {
 
 } // namespace nimbe
 
-/// All figures, or those of one area: nimbe-bench [text|history|sync|speech|language|desktop].
+/// All figures, or those of one area: nimbe-bench [text|history|sync|mcp|speech|language|desktop].
 int main(int count, char** arguments) {
     int argc = 2;
     // Repetitions of different work take turns, so that a busy moment of the
@@ -69,6 +69,7 @@ int main(int count, char** arguments) {
     if (which.empty() || which == "text") nimbe::benchmarkText();
     if (which.empty() || which == "history") nimbe::benchmarkHistory();
     if (which.empty() || which == "sync") nimbe::benchmarkSync();
+    if (which.empty() || which == "mcp") nimbe::benchmarkMCP();
     if (which.empty() || which == "speech") nimbe::benchmarkSpeech();
     if (which.empty() || which == "language") nimbe::benchmarkLanguage();
     if (which.empty() || which == "desktop") nimbe::benchmarkDesktop();
