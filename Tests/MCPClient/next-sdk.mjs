@@ -15,6 +15,7 @@ for (const mode of ['auto', 'legacy'])
         const { StdioClientTransport } = await import('@modelcontextprotocol/client/stdio');
         const home = new Home(t);
         const client = new Client({ name: 'test', version: '1' }, { versionNegotiation: { mode } });
+        home.clients.push(client);
         await client.connect(new StdioClientTransport(home.server()));
         await converse(client, home);
         await client.close();

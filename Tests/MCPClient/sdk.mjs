@@ -13,6 +13,7 @@ async function connect(home) {
     let said = '';
     transport.stderr.on('data', (part) => { said += part; });
     const client = new Client({ name: 'test', version: '1' });
+    home.clients.push(client);
     await client.connect(transport);
     return { client, said: () => said };
 }

@@ -19,11 +19,16 @@ const texts = [
     ['notes', 'long '.repeat(40_000)],
 ];
 
-/// A folder with dictations in it, removed when the test ends.
+/// A folder with dictations in it, removed when the test ends, however it does.
 export class Home {
+    clients = []; // closed then, as one that is open would keep the test from ending
+
     constructor(t) {
         this.folder = mkdtempSync(join(tmpdir(), 'nimbe-mcp-'));
-        t.after(() => rmSync(this.folder, { recursive: true }));
+        t.after(async () => {
+            await Promise.all(this.clients.map((client) => client.close()));
+            rmSync(this.folder, { recursive: true });
+        });
         this.environment = { ...process.env, HOME: this.folder, NIMBE_HOME: this.folder };
         delete this.environment.XDG_CONFIG_HOME;
         for (const [mode, text] of texts) this.add(text, mode);
