@@ -11,6 +11,7 @@
 #include "NimbeMCP/MCPServer.h"
 #include "NimbeMCP/MCPStdioLoop.h"
 #include "NimbeMCPMode/QuietLog.h"
+#include "NimbeMCPMode/SessionBusPlace.h"
 #include "NimbeMCPMode/StandardStreams.h"
 #include "NimbeSync/KeychainKeyStore.h"
 #include "NimbeSync/SyncStore.h"
@@ -118,6 +119,7 @@ private:
 
 int runMCPMode() {
     StandardStreams streams;
+    SessionBusPlace::adopt();
     report(std::string("ready (") + version + ")");
     Dictations dictations;
     LocalHistoryBackend backend(dictations);
