@@ -69,7 +69,8 @@ public:
     /// As last learned, at once. Observers are told on the main thread.
     [[nodiscard]] virtual Published<Availability>& availability() = 0;
 
-    /// Asks anew in the background when what is known is more than some seconds old.
+    /// Asks anew in the background when what is known is more than some seconds old. A model
+    /// that did not answer in time is given something to answer, none of the user's texts.
     virtual void refresh() = 0;
 
     /// Asks now and waits for the answer, some seconds at most.

@@ -71,6 +71,7 @@ public:
               remembered, probeDeadline})) {}
 
     const std::shared_ptr<KnownServer>& known() const { return servers; }
+    void refresh();
     void prewarm(std::string instructions);
 
     static Task<Responded> respond(
@@ -84,6 +85,7 @@ private:
     std::shared_ptr<KnownServer> servers;
     std::map<std::string, ChatForm> forms; // that worked, where it is not the first
     WarmPrompts warm;
+    std::string readAhead = "Answer with one word."; // what was last
     GeneratedType lastType{"Answer", {{"text", "The answer."}}};
     ModelSearch prewarmedFor;
     TaskHandle prewarming;
@@ -208,7 +210,18 @@ Task<Responded> ChatCompletionsModel::State::respond(
     co_return std::move(*answer);
 }
 
+/// Who was silent has to answer a request, and nobody may make one of a model that is not
+/// known to be available.
+void ChatCompletionsModel::State::refresh() {
+    const auto kind = servers->availability().get().kind;
+    if (kind == Availability::Kind::unresponsive && servers->server())
+        prewarm(readAhead);
+    else
+        servers->refresh();
+}
+
 void ChatCompletionsModel::State::prewarm(std::string instructions) {
+    readAhead = instructions;
     servers->refresh();
     auto search = ModelSearch::in(defaults);
     if (prewarming.isRunning() && prewarmedFor == search) return;
@@ -249,7 +262,7 @@ Published<LanguageModel::Availability>& ChatCompletionsModel::availability() {
 }
 
 void ChatCompletionsModel::refresh() {
-    state->known()->refresh();
+    state->refresh();
 }
 
 Task<LanguageModel::Availability> ChatCompletionsModel::check() {

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "ModelScene.h"
 
 namespace nimbe {
@@ -181,10 +183,34 @@ TEST_F(ChatCompletionsModelTest, whatHangsCostsOneDeadlineUntilItAnswers) {
     EXPECT_EQ(refreshed(), Kind::unresponsive) << "its list is not enough";
     http.pages[chat].clear();
     answer("a");
+    actor.advance(120); // for the request that tries it
     prewarm();
     EXPECT_EQ(known(), Kind::available);
     actor.advance(20);
     EXPECT_EQ(refreshed(), Kind::available) << "that is over";
+}
+
+TEST_F(ChatCompletionsModelTest, whatWasSilentIsTriedAgainWhileSomebodyLooks) {
+    serve();
+    http.put(chat, silence());
+    EXPECT_EQ(refreshed(), Kind::available);
+    begin(request());
+    actor.advance(8);
+    EXPECT_EQ(known(), Kind::unresponsive);
+    EXPECT_EQ(refreshed(), Kind::unresponsive);
+    EXPECT_EQ(refreshed(), Kind::unresponsive);
+    EXPECT_EQ(http.askedFor(chat), 2U) << "one at a time";
+    const auto sent = [&](const char* words) {
+        return std::count_if(http.asked.begin(), http.asked.end(),
+            [&](const HttpRequest& asked) { return asked.body.find(words) != asked.body.npos; });
+    };
+    EXPECT_EQ(sent("Private words."), 1) << "not with the user's words";
+    EXPECT_EQ(sent("Instructions."), 1);
+    http.pages[chat].clear();
+    answer("a");
+    actor.advance(120);
+    EXPECT_EQ(refreshed(), Kind::unresponsive) << "looked for anew";
+    EXPECT_EQ(refreshed(), Kind::available);
 }
 
 TEST_F(ChatCompletionsModelTest, whatOnlyLoadedItsModelComesBackByItself) {
@@ -238,7 +264,7 @@ TEST_F(ChatCompletionsModelTest, readsAheadOneAtATimeAndFailsQuietly) {
     prewarm();
     EXPECT_EQ(http.askedFor(chat), 1U);
     actor.advance(1);
-    EXPECT_EQ(refreshed(), Kind::unresponsive);
+    EXPECT_EQ(known(), Kind::unresponsive);
     http.pages[chat].clear();
     prewarm();
     EXPECT_EQ(http.askedFor(chat), 2U);
