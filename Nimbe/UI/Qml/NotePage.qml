@@ -25,7 +25,7 @@ FocusScope {
         function onDictated(text) {
             const field = wish.activeFocus ? wish : editor
             const before = field.text.charAt(field.cursorPosition - 1)
-            field.insert(field.cursorPosition, (before === "" || /\\s/.test(before) ? "" : " ") + text)
+            field.insert(field.cursorPosition, (before === "" || /\s/.test(before) ? "" : " ") + text)
         }
     }
 

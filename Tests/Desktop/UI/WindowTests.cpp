@@ -48,6 +48,10 @@ struct WindowTest : testing::Test {
             ->property("page")
             .toString();
     }
+    [[nodiscard]] static bool isModelWatched() {
+        auto* model = window()->rootObject()->property("languageModel").value<QObject*>();
+        return model->property("isWatched").toBool();
+    }
     /// By its accessible name's text.
     [[nodiscard]] static QQuickItem* find(
         const QString& text, QQuickItem* from = nullptr, const char* property = "text") {
@@ -203,11 +207,23 @@ TEST_F(WindowTest, whatIsDictatedInTheEditorIsWrittenThere) {
     ASSERT_TRUE(until([] { return page() == "note"; }));
     EXPECT_TRUE(ui->take("and milk."));
     EXPECT_TRUE(until([] { return find("Tea and milk.") != nullptr; }));
+    press(Qt::Key_Space);
+    EXPECT_TRUE(ui->take("Then"));
+    EXPECT_TRUE(until([] { return find("Tea and milk. Then") != nullptr; })) << "one space";
+    press(Qt::Key_Return);
+    EXPECT_TRUE(ui->take("cake."));
+    EXPECT_TRUE(until([] { return find("Tea and milk. Then\ncake.") != nullptr; }));
+    EXPECT_TRUE(isModelWatched());
     press(Qt::Key_Comma, Qt::ControlModifier);
     ASSERT_TRUE(until([] { return page() == "settings"; }));
     EXPECT_FALSE(ui->take("Or here."));
+    EXPECT_TRUE(throughout(100, [] { return isModelWatched(); }));
     press(Qt::Key_Escape);
-    EXPECT_TRUE(until([] { return page() == "note" && find("Tea and milk."); })) << "and back";
+    EXPECT_TRUE(until([] { return page() == "note" && find("Tea and milk. Then\ncake."); }))
+        << "and back";
+    EXPECT_TRUE(throughout(100, [] { return isModelWatched(); }));
+    press(Qt::Key_Escape);
+    EXPECT_TRUE(until([] { return page() == "history" && !isModelWatched(); }));
 }
 
 } // namespace nimbe
