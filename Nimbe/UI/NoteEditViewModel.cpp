@@ -131,7 +131,7 @@ bool NoteEditViewModel::isTransforming() const {
 }
 
 bool NoteEditViewModel::canTransform() const {
-    return session && !isTransforming() && !isBlank() &&
+    return session && !isTransforming() && !isLeaving && !isBlank() &&
            actions.all().model.availability().get().isAvailable();
 }
 
@@ -314,6 +314,7 @@ void NoteEditViewModel::leave() {
     // The other questions need an answer.
     if (isAsking() && trouble != Trouble::notStored) return;
     isLeaving = true;
+    emit changed();
     write(NoteWriter::Rule::asIs);
 }
 

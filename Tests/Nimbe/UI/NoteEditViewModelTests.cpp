@@ -276,6 +276,22 @@ TEST_F(NoteEditViewModelTest, leavingEndsATransform) {
     EXPECT_EQ(stored(), "Mine.");
 }
 
+TEST_F(NoteEditViewModelTest, nothingIsReshapedWhileTheNoteIsBeingLeft) {
+    open();
+    isSlow = true;
+    type("Mine.");
+    note->leave();
+    type("Mine, too.");
+    EXPECT_FALSE(note->canTransform());
+    scene.transforms.answers.push_back(Answer{Outcome{}, {{"Half"}}, true});
+    note->start(shorter);
+    actor.runPosted();
+    finishJobs();
+    actor.runPosted();
+    EXPECT_FALSE(note->isOpen());
+    EXPECT_EQ(stored(), "Mine, too.");
+}
+
 TEST_F(NoteEditViewModelTest, anAnswerWhileATransformRunsEndsIt) {
     struct Case {
         const char* why;
