@@ -7,6 +7,7 @@
 
 #include "NimbeApp/AppSettings.h"
 #include "NimbeApp/CrashSentinelController.h"
+#include "NimbeApp/MCPSetup.h"
 #include "NimbeApp/MacAppDelegate.h"
 #include "NimbeApp/MacDictationController.h"
 #include "NimbeApp/ObsidianExporter.h"
@@ -36,6 +37,7 @@
 #include "PlatformQt/QtSurroundings.h"
 #include "PlatformQt/XkbKeyNames.h"
 #include "PlatformSecrets/KeyringUnlock.h"
+#include "PlatformStorage/AtomicConfigFiles.h"
 #include "PlatformStorage/AtomicFileWriter.h"
 #include "PlatformStorage/FileLock.h"
 #include "PlatformSystemSound/CanberraSystemSound.h"
@@ -148,6 +150,8 @@ public:
           prompts(ground.defaults, ground.log), transformer(model, prompts, ground.defaults),
           promptFetcher(PromptFetcher::create({actor, http, ground.defaults, prompts, ground.log})),
           exporter(ObsidianExporter::create({actor, ground.defaults, picker, files, ground.log})),
+          registration(configFiles, clientPlace(ground.folders), ground.log),
+          clients(MCPSetup::create({actor, *display.clipboard, registration, ground.log})),
           controller(MacDictationController::create(dictationPlatform(display))),
           ui(services(display), hud) {}
 
@@ -205,12 +209,21 @@ private:
     QtFolderPicker picker{actor};
     AtomicFileWriter files;
     std::shared_ptr<ObsidianExporter> exporter;
+    AtomicConfigFiles configFiles;
+    MCPRegistration registration;
+    std::shared_ptr<MCPSetup> clients;
     std::shared_ptr<MacDictationController> controller;
     XkbKeyNames keyNames;
     DesktopUI ui;
     Token unlocking;
     Token phases;
     bool isHidden = false;
+
+    /// Where the client looks, whatever NIMBE_HOME says.
+    [[nodiscard]] static MCPRegistration::Place clientPlace(const DataFolders& folders) {
+        const auto config = DataFolders::commonConfig().value_or(folders.config);
+        return MCPRegistration::Place::below(config, executablePath());
+    }
 
     [[nodiscard]] MacDictationController::Platform dictationPlatform(Display& display) {
         const auto doubleClickInterval = [] {
@@ -245,7 +258,7 @@ private:
             background.post(std::move(job));
         };
         return {actor, *controller, history.history, hearing.devices, shortcuts, keyNames, model,
-            transformer, ground.defaults, *updates, sentinel, loginItem, *exporter,
+            transformer, ground.defaults, *updates, sentinel, loginItem, *exporter, *clients,
             *display.clipboard, *display.workspace, surroundings, ground.log, quit, inBackground};
     }
 

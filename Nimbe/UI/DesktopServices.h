@@ -6,6 +6,7 @@
 #include "NimbeApp/DesktopSurroundings.h"
 #include "NimbeApp/KeyNames.h"
 #include "NimbeApp/LoginItem.h"
+#include "NimbeApp/MCPSetup.h"
 #include "NimbeApp/MacDictationController.h"
 #include "NimbeApp/ObsidianExporter.h"
 #include "NimbeApp/Pasteboard.h"
@@ -32,6 +33,7 @@ struct DesktopServices {
     CrashSentinelController& crashes;
     LoginItem& loginItem;
     ObsidianExporter& exporter;
+    MCPSetup& clients;
     Pasteboard& pasteboard;
     Workspace& workspace;
     DesktopSurroundings& surroundings;

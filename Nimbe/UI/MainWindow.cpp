@@ -16,7 +16,7 @@ constexpr QSize leastSize(440, 480);
 struct MainWindow::Scene {
     Scene(DesktopActions& actions, QuickCaptureHUD& hud)
         : window(actions, hud.appearance()), history(actions), recorder(actions), note(actions),
-          languageModel(actions), view(&hud.qmlEngine(), nullptr) {
+          languageModel(actions), clients(actions), view(&hud.qmlEngine(), nullptr) {
         QObject::connect(&note, &NoteEditViewModel::left, &history, &HistoryListModel::sayOfNote);
         QObject::connect(&note, &NoteEditViewModel::left, &window,
             [this] { window.showPage(QStringLiteral("history")); });
@@ -27,6 +27,7 @@ struct MainWindow::Scene {
     ShortcutRecorder recorder;
     NoteEditViewModel note;
     LanguageModelViewModel languageModel;
+    AIClientsViewModel clients;
     QQuickView view; // the first to go
 };
 
@@ -52,7 +53,8 @@ void MainWindow::make() {
         {"history", QVariant::fromValue(&scene->history)},
         {"recorder", QVariant::fromValue(&scene->recorder)},
         {"note", QVariant::fromValue(&scene->note)},
-        {"languageModel", QVariant::fromValue(&scene->languageModel)}});
+        {"languageModel", QVariant::fromValue(&scene->languageModel)},
+        {"clients", QVariant::fromValue(&scene->clients)}});
     view.setSource(QUrl("qrc:/nimbe/qml/Main.qml"));
     for (const auto& error : view.errors())
         log.error("ui: the window's scene, line %d: %s", error.line(),

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include "NimbeUI/AIClientsViewModel.h"
 #include "NimbeUI/HistoryListModel.h"
 #include "NimbeUI/LanguageModelViewModel.h"
 #include "NimbeUI/NoteEditViewModel.h"

@@ -24,6 +24,7 @@
 #include "Fakes/FakeWorkspace.h"
 #include "Fakes/MemoryUserDefaults.h"
 #include "NimbeUI/DesktopServices.h"
+#include "PlatformStorage/AtomicConfigFiles.h"
 #include "PlatformStorage/AtomicFileWriter.h"
 #include "Support/TemporaryFolder.h"
 
@@ -125,12 +126,16 @@ struct UIScene {
     FakeFolderPicker picker;
     std::shared_ptr<ObsidianExporter> exporter =
         ObsidianExporter::create({actor, defaults, picker, files, log});
+    AtomicConfigFiles configFiles;
+    MCPRegistration registration{
+        configFiles, MCPRegistration::Place::below(folder.path, "/opt/nimbe/bin/nimbe"), log};
+    std::shared_ptr<MCPSetup> clients = MCPSetup::create({actor, pasteboard, registration, log});
     int quits = 0;
 
     [[nodiscard]] DesktopServices services() {
         return {actor, *dictation, history, microphones, shortcuts, keyNames, model, transforms,
-            defaults, *updates, crashes, loginItem, *exporter, pasteboard, workspace, surroundings,
-            log, [this] {
+            defaults, *updates, crashes, loginItem, *exporter, *clients, pasteboard, workspace,
+            surroundings, log, [this] {
                 ++quits;
             }};
     }

@@ -11,6 +11,7 @@ FocusScope {
     required property QtObject recorder
     required property QtObject note
     required property QtObject languageModel
+    required property QtObject clients
 
     readonly property bool isWelcome: model.page === "welcome"
     readonly property bool isSettings: model.page === "settings"
@@ -253,6 +254,7 @@ FocusScope {
             model: root.model
             recorder: root.recorder
             languageModel: root.languageModel
+            clients: root.clients
         }
     }
 }

@@ -9,6 +9,7 @@ Flickable {
     required property QtObject model
     required property QtObject recorder
     required property QtObject languageModel
+    required property QtObject clients
 
     readonly property bool looks: Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
 
@@ -22,6 +23,7 @@ Flickable {
         property: "isWatched"
         value: page.looks
     }
+    onLooksChanged: if (looks) page.clients.refresh()
     Component.onDestruction: page.languageModel.isWatched = false
 
     contentHeight: column.height + 32
@@ -225,6 +227,32 @@ Flickable {
                     enabled: page.model.exportFolder.length > 0
                     checked: page.model.autoExport
                     onToggled: page.model.autoExport = checked
+                }
+            }
+        }
+
+        Group {
+            title: "AI clients"
+
+            SettingRow {
+                title: "Let an AI client read the dictations"
+                detail: page.clients.status
+                loud: page.clients.hasFailed
+
+                PushButton {
+                    text: page.clients.isConnected ? "Disconnect" : "Connect Claude Desktop"
+                    Accessible.description: page.clients.status
+                    onClicked: page.clients.toggle()
+                }
+            }
+            SettingRow {
+                title: "Other clients"
+                detail: "To run in a shell: it connects Claude Code."
+                last: true
+
+                PushButton {
+                    text: page.clients.isCommandCopied ? "Copied" : "Copy command"
+                    onClicked: page.clients.copyCommand()
                 }
             }
         }
