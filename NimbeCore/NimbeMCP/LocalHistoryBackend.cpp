@@ -8,11 +8,12 @@
 namespace nimbe {
 namespace {
 
-/// A whole decimal number with an optional sign; anything else is 0.
+/// A whole decimal number with an optional sign; anything else counts as the begin, as all
+/// below 0 do.
 std::int64_t place(std::optional<std::string_view> cursor) {
     auto text = cursor.value_or("");
     // from_chars knows the minus sign only.
-    if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
+    if (text.starts_with('+')) text.remove_prefix(1);
     std::int64_t number = 0;
     const char* end = text.data() + text.size();
     const auto [rest, error] = std::from_chars(text.data(), end, number);
