@@ -90,6 +90,8 @@ TEST(LocalHistoryBackend, timesAndModeNarrowWhatIsFound) {
         {"since later than until", {"", 10, Date{30}, Date{20}, none}, ""},
         {"between two", {"", 10, Date{21}, Date{29}, none}, ""},
         {"with words", {"nine", 10, none, Date{30}, none}, "BD"},
+        {"words that are only in an older one", {"ninety", 10, Date{20}, none, none}, ""},
+        {"words that are only in a newer one", {"opens", 10, none, Date{30}, none}, ""},
         {"mode", {"", 10, none, none, Text("notes")}, "C"},
         {"mode of another case", {"", 10, none, none, Text("Notes")}, ""},
         {"mode without a name", {"", 10, none, none, Text("")}, ""},
@@ -147,6 +149,13 @@ TEST(LocalHistoryBackend, anIdIsOneInItsCase) {
     for (const auto* id : {"c", "", "AB", "C "}) EXPECT_EQ(backend.get(id), std::nullopt) << id;
     source.set({});
     EXPECT_EQ(backend.get("C"), std::nullopt) << "nothing there";
+    MemoryRecords many;
+    for (int i = 0; i < 1000; ++i) many.push_back({std::to_string(i), "", Date{1.0 - i}, "notes"});
+    source.set(many);
+    for (int i = 0; i < 1000; ++i) {
+        EXPECT_EQ(backend.get(std::to_string(i)), many[static_cast<std::size_t>(i)]);
+        EXPECT_EQ(backend.get(std::to_string(i + 1000)), std::nullopt);
+    }
     source.set({{"C", "first", Date{2}, "notes"}, {"C", "second", Date{1}, "notes"}});
     EXPECT_EQ(backend.get("C")->text, "first");
 }
