@@ -24,8 +24,9 @@ FocusScope {
         target: page.note
         function onDictated(text) {
             const field = wish.activeFocus ? wish : editor
+            field.remove(field.selectionStart, field.selectionEnd)
             const before = field.text.charAt(field.cursorPosition - 1)
-            field.insert(field.cursorPosition, (before === "" || /\s/.test(before) ? "" : " ") + text)
+            field.insert(field.cursorPosition, (/^$|[\s(\[{“„‘«]/.test(before) ? "" : " ") + text)
         }
     }
 

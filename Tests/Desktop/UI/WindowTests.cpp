@@ -212,15 +212,19 @@ TEST_F(WindowTest, whatIsDictatedInTheEditorIsWrittenThere) {
     EXPECT_TRUE(until([] { return find("Tea and milk. Then") != nullptr; })) << "one space";
     press(Qt::Key_Return);
     EXPECT_TRUE(ui->take("cake."));
-    EXPECT_TRUE(until([] { return find("Tea and milk. Then\ncake.") != nullptr; }));
+    press(Qt::Key_ParenLeft);
+    EXPECT_TRUE(ui->take("Apple."));
+    EXPECT_TRUE(until([] { return find("Tea and milk. Then\ncake.(Apple.") != nullptr; }));
+    press(Qt::Key_A, Qt::ControlModifier);
+    EXPECT_TRUE(ui->take("Or cake."));
+    EXPECT_TRUE(until([] { return find("Or cake.") != nullptr; })) << "over what is selected";
     EXPECT_TRUE(isModelWatched());
     press(Qt::Key_Comma, Qt::ControlModifier);
     ASSERT_TRUE(until([] { return page() == "settings"; }));
     EXPECT_FALSE(ui->take("Or here."));
     EXPECT_TRUE(throughout(100, [] { return isModelWatched(); }));
     press(Qt::Key_Escape);
-    EXPECT_TRUE(until([] { return page() == "note" && find("Tea and milk. Then\ncake."); }))
-        << "and back";
+    EXPECT_TRUE(until([] { return page() == "note" && find("Or cake."); })) << "and back";
     EXPECT_TRUE(throughout(100, [] { return isModelWatched(); }));
     press(Qt::Key_Escape);
     EXPECT_TRUE(until([] { return page() == "history" && !isModelWatched(); }));
