@@ -14,6 +14,8 @@ T.Button {
     implicitWidth: 36
     implicitHeight: 36
     hoverEnabled: true
+    Keys.onReturnPressed: (event) => enter(event)
+    Keys.onEnterPressed: (event) => enter(event)
     Accessible.name: text
 
     contentItem: Item {
@@ -33,4 +35,10 @@ T.Button {
     }
 
     Tip { control: parent }
+
+    // As Space does; a key that is still held from what brought the keyboard here does not.
+    function enter(event) {
+        if (!event.isAutoRepeat)
+            control.clicked()
+    }
 }

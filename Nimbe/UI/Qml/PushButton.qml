@@ -8,11 +8,14 @@ T.Button {
 
     property bool primary: false
     property string symbol
+    property bool takesEnter: true
     readonly property color tint: !control.enabled ? theme.faint : control.primary ? theme.onAccent : theme.ink
 
     implicitWidth: words.implicitWidth + 28
     implicitHeight: 36
     hoverEnabled: true
+    Keys.onReturnPressed: (event) => enter(event)
+    Keys.onEnterPressed: (event) => enter(event)
     Accessible.name: text
 
     contentItem: Item {
@@ -47,5 +50,12 @@ T.Button {
         border.width: control.primary ? 0 : 1
         border.color: theme.hairline
         FocusRing { control: parent.parent }
+    }
+
+    // As Space does; a key that is still held from what brought the keyboard here does not.
+    function enter(event) {
+        event.accepted = control.takesEnter
+        if (event.accepted && !event.isAutoRepeat)
+            control.clicked()
     }
 }

@@ -78,6 +78,7 @@ Flickable {
                             page.recorder.isRecording ? page.recorder.stop() : page.recorder.start()
                         }
                         onActiveFocusChanged: if (!activeFocus) page.recorder.stop()
+                        takesEnter: !page.recorder.isRecording
                         Keys.priority: Keys.BeforeItem
                         Keys.onShortcutOverride: (event) => event.accepted = page.recorder.isRecording
                         Keys.onPressed: (event) =>

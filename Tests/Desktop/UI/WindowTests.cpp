@@ -88,7 +88,7 @@ TEST_F(WindowTest, theFirstRunIsSeenAlsoWhenStartedHidden) {
     ASSERT_TRUE(until([] { return window()->activeFocusItem() != nullptr; }));
     press(Qt::Key_A); // into the field
     press(Qt::Key_Tab);
-    press(Qt::Key_Space);
+    press(Qt::Key_Return);
     EXPECT_TRUE(until([] { return page() == "history"; })) << "by the keyboard alone";
     EXPECT_TRUE(below.defaults.get(AppSettings::onboardingCompleted));
 }
@@ -102,6 +102,8 @@ TEST_F(WindowTest, aChordIsRecordedWithTheKeyboardOnly) {
     button->forceActiveFocus(Qt::TabFocusReason);
     press(Qt::Key_Space);
     ASSERT_TRUE(until([] { return find("Press a chord…") != nullptr; }));
+    press(Qt::Key_Return);
+    EXPECT_TRUE(find("Press a chord…")) << "this key is for the chord";
     // A key code belongs to it, as the server would send it: of the key that gives "d".
     QKeyEvent chord(QEvent::KeyPress, Qt::Key_D, Qt::ControlModifier | Qt::AltModifier, 40, 0, 0);
     scene.keyNames.names[40] = keys.name(40).value_or("none");
