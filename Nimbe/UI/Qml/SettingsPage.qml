@@ -11,6 +11,23 @@ Flickable {
     required property QtObject languageModel
     required property QtObject clients
 
+    readonly property Item focused: Window.activeFocusItem
+    onFocusedChanged: reveal(focused)
+
+    // Not on a click: what moves away from under the mouse is not clicked.
+    function reveal(item) {
+        let inside = item
+        while (inside && inside !== column)
+            inside = inside.parent
+        if (!inside || item.focusReason === Qt.MouseFocusReason)
+            return
+        const top = item.mapToItem(column, 0, 0).y
+        if (top < contentY + 60)
+            contentY = Math.max(0, top - 60)
+        else if (top + item.height > contentY + height - 40)
+            contentY = Math.max(0, Math.min(top + item.height + 40, contentHeight) - height)
+    }
+
     readonly property bool looks: Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
 
     function showLanguageModel() {

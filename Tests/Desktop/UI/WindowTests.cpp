@@ -114,6 +114,27 @@ TEST_F(WindowTest, aChordIsRecordedWithTheKeyboardOnly) {
     EXPECT_TRUE(until([] { return page() == "history"; }));
 }
 
+TEST_F(WindowTest, theSettingsFollowTheKeyboardThereAndBack) {
+    start(false);
+    ASSERT_TRUE(until([] { return isShown() && window()->isActive(); }));
+    press(Qt::Key_Comma, Qt::ControlModifier);
+    ASSERT_TRUE(until([] { return page() == "settings" && find("Record a chord"); }));
+    auto* const first = find("Record a chord");
+    for (const auto key : {Qt::Key_Tab, Qt::Key_Backtab}) {
+        first->forceActiveFocus(Qt::TabFocusReason);
+        int stops = 0;
+        do {
+            press(key);
+            const auto* const item = window()->activeFocusItem();
+            const auto top = item->mapToScene({0, 0}).y();
+            EXPECT_TRUE(top >= 0 && top + item->height() <= window()->height())
+                << stops << " at " << top;
+        } while (window()->activeFocusItem() != first && ++stops < 40);
+        EXPECT_GT(stops, 10);
+        EXPECT_LT(stops, 40);
+    }
+}
+
 TEST_F(WindowTest, searchesCopiesAndDeletesWithTheKeyboard) {
     (void)scene.history.append("Bread and butter.", DictationMode::notes, Date::now() - 60);
     (void)scene.history.append("Something else.", DictationMode::notes, Date::now() - 30);
