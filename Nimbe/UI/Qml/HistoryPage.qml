@@ -100,7 +100,7 @@ FocusScope {
         onActiveFocusChanged: if (activeFocus && currentIndex < 0 && count > 0) currentIndex = 0
         Keys.onReturnPressed: if (currentItem) page.edit(currentItem.entryID)
         Keys.onEnterPressed: if (currentItem) page.edit(currentItem.entryID)
-        Keys.onSpacePressed: page.history.toggleExpanded(currentIndex)
+        Keys.onSpacePressed: if (currentItem) currentItem.toggle()
         Keys.onDeletePressed: page.history.remove(currentIndex)
         Keys.onPressed: (event) => {
             if (event.matches(StandardKey.Copy)) {
@@ -136,6 +136,7 @@ FocusScope {
 
             readonly property bool current: ListView.isCurrentItem && list.activeFocus
             readonly property bool lit: hover.hovered || current
+            readonly property bool hasMore: body.truncated || expanded
 
             width: ListView.view.width
             height: body.height + foot.height + 20
@@ -147,11 +148,13 @@ FocusScope {
             Accessible.name: text
             Accessible.description: time
 
+            function toggle() { if (hasMore) page.history.toggleExpanded(index) }
+
             HoverHandler { id: hover }
             TapHandler {
                 onTapped: {
                     list.currentIndex = entry.index
-                    page.history.toggleExpanded(entry.index)
+                    entry.toggle()
                 }
                 onDoubleTapped: page.edit(entry.entryID)
             }
@@ -222,14 +225,14 @@ FocusScope {
                         onClicked: page.history.remove(entry.index)
                     }
                     IconButton {
-                        visible: body.truncated || entry.expanded
+                        visible: entry.hasMore
                         height: 32
                         symbol: "chevron.down"
                         size: 17
                         rotation: entry.expanded ? 180 : 0
                         text: entry.expanded ? "Show less" : "Show all"
                         focusPolicy: Qt.NoFocus
-                        onClicked: page.history.toggleExpanded(entry.index)
+                        onClicked: entry.toggle()
                     }
                 }
             }

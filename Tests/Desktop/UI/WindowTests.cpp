@@ -135,6 +135,20 @@ TEST_F(WindowTest, theSettingsFollowTheKeyboardThereAndBack) {
     }
 }
 
+TEST_F(WindowTest, onlyWhatHasMoreToShowIsOpenedFurther) {
+    std::string text;
+    for (int i = 0; i < 40; ++i) text += "Bread and butter. ";
+    (void)scene.history.append(text, DictationMode::notes, Date::now() - 90);
+    (void)scene.history.append("Bread.", DictationMode::notes, Date::now() - 60);
+    start(false);
+    ASSERT_TRUE(until([] { return isShown() && window()->isActive() && find("Show all"); }));
+    press(Qt::Key_Space); // on the short one, the newest
+    EXPECT_FALSE(find("Show less"));
+    press(Qt::Key_Down);
+    press(Qt::Key_Space);
+    EXPECT_TRUE(until([] { return find("Show less") && !find("Show all"); }));
+}
+
 TEST_F(WindowTest, searchesCopiesAndDeletesWithTheKeyboard) {
     (void)scene.history.append("Bread and butter.", DictationMode::notes, Date::now() - 60);
     (void)scene.history.append("Something else.", DictationMode::notes, Date::now() - 30);
