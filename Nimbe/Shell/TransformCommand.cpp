@@ -33,9 +33,9 @@ public:
     [[nodiscard]] int run() {
         auto transform = options.what.transform();
         if (!transform) return fail(transform.error(), ExitCode::usage);
-        if (!options.id.empty() && !HistoryID::prefix(options.id))
-            return fail(HistoryID::refusal(options.id), ExitCode::usage);
-        if (options.id.empty() ? !readInput() : !readNote()) return ExitCode::failure;
+        if (options.id && !HistoryID::prefix(*options.id))
+            return fail(HistoryID::refusal(*options.id), ExitCode::usage);
+        if (options.id ? !readNote(*options.id) : !readInput()) return ExitCode::failure;
         if (text::trimmed(source).empty()) return keep("There is no text to transform.");
         language = shell.language(streams.error);
         if (!language) return keep("Kept your text.");
@@ -84,12 +84,12 @@ private:
         streams.output.flush();
     }
 
-    [[nodiscard]] bool readNote() {
+    [[nodiscard]] bool readNote(const std::string& id) {
         history = shell.history(streams.error);
         if (!history) return false;
         const auto entries = history->history.entries();
         if (hasProblem()) return false;
-        const auto found = HistoryID::find(entries, options.id);
+        const auto found = HistoryID::find(entries, id);
         if (!found) {
             (void)fail(found.error());
             return false;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "NimbeShell/CommandLine.h"
@@ -11,7 +12,7 @@ class ShellServices;
 
 struct TransformOptions {
     TransformWords what = {};
-    std::string id = {}; // of a dictation, whole or its first digits; empty: standard input
+    std::optional<std::string> id = {}; // of a dictation; absent: standard input is read
     bool isJson = false;
 };
 

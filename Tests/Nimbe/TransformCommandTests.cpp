@@ -78,6 +78,7 @@ TEST_F(TransformCommandTest, wrongUsageAsksNobody) {
         {{"fix", "--instruction", "x"}, "excludes"},
         {{"fix", "--id", "12"}, "\"12\" is no id, nor at least four digits of one."},
         {{"fix", "--id", "12G4"}, "is no id"},
+        {{"fix", "--id", ""}, "\"\" is no id"}, // an unset variable; the input is another text
         {{"fix", "--bogus"}, "Usage: nimbe transform"},
     };
     for (const auto& c : cases) {
