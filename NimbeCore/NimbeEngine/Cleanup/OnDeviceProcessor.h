@@ -1,5 +1,8 @@
 #pragma once
 
+#include <functional>
+#include <string_view>
+
 #include "Foundation/UserDefaults.h"
 #include "NimbeEngine/Cleanup/TextProcessor.h"
 #include "NimbeEngine/Language/LanguageModel.h"
@@ -11,9 +14,14 @@ namespace nimbe {
 /// stands.
 class OnDeviceProcessor final : public TextProcessor {
 public:
+    /// Told why the rules' text stands though a model was asked: for the user, one sentence
+    /// without a word of the text.
+    using OnKept = std::function<void(std::string_view why)>;
+
     /// Lent; all outlive the processor.
-    OnDeviceProcessor(MainActor& actor, LanguageModel& model, UserDefaults& defaults)
-        : actor(actor), model(model), defaults(defaults) {}
+    OnDeviceProcessor(
+        MainActor& actor, LanguageModel& model, UserDefaults& defaults, OnKept onKept = {})
+        : actor(actor), model(model), defaults(defaults), onKept(std::move(onKept)) {}
 
     /// A model that is not known to be available is not waited for.
     [[nodiscard]] Task<std::string> process(std::string text, DictationMode mode) override;
@@ -26,6 +34,7 @@ private:
     MainActor& actor;
     LanguageModel& model;
     UserDefaults& defaults;
+    OnKept onKept;
 };
 
 } // namespace nimbe

@@ -17,7 +17,10 @@ struct OnDeviceProcessorTest : testing::Test {
     ManualMainActor actor;
     MemoryUserDefaults defaults;
     FakeLanguageModel model;
-    OnDeviceProcessor processor{actor, model, defaults};
+    std::vector<std::string> kept; // why, of each time
+    OnDeviceProcessor processor{actor, model, defaults, [this](std::string_view why) {
+                                    kept.emplace_back(why);
+                                }};
     std::optional<std::string> result;
     TaskHandle running;
 
@@ -40,6 +43,7 @@ TEST_F(OnDeviceProcessorTest, theModelIsAskedForTheTextOfTheRules) {
     model.answer("text", "I think we should go.");
     process(said);
     EXPECT_EQ(result, "I think we should go.");
+    EXPECT_TRUE(kept.empty());
     ASSERT_EQ(model.asked.size(), 1U);
     const auto& request = model.asked[0];
     EXPECT_EQ(request.instructions, TextCleaner::instructions(DictationMode::email));
@@ -72,6 +76,7 @@ TEST_F(OnDeviceProcessorTest, onlyAnAvailableModelIsAsked) {
         EXPECT_EQ(result, byRules);
     }
     EXPECT_TRUE(model.asked.empty());
+    EXPECT_TRUE(kept.empty()) << "the availability tells it";
     EXPECT_EQ(model.refreshed, 0) << "a dictation asked for what it does not wait for";
 }
 
@@ -80,6 +85,7 @@ TEST_F(OnDeviceProcessorTest, whateverTheModelDoesWrong) {
     struct Case {
         const char* why;
         FakeLanguageModel::Answer answer;
+        std::string_view told;
     };
     const auto text = [](std::string answer) {
         return FakeLanguageModel::Answer{
@@ -88,22 +94,31 @@ TEST_F(OnDeviceProcessorTest, whateverTheModelDoesWrong) {
     Json number;
     number.set("text", Json::integer(7));
     const Case cases[] = {
-        {"an error", {failure(LanguageModelError{Kind::refused})}},
-        {"too long to read", {failure(LanguageModelError{Kind::tooLong})}},
-        {"another field", {Response{FakeLanguageModel::object("answer", "Yes.")}}},
-        {"another kind", {Response{number}}},
-        {"no object", {Response{Json("We should go.")}}},
-        {"cut off", {Response{FakeLanguageModel::object("text", "We should"), false}}},
-        {"empty", text("")},
-        {"blank", text(" \n")},
-        {"of its task", text("The response format is JSON.")},
-        {"far too long", text(std::string(81, 'a'))},
+        {"an error", {failure(LanguageModelError{Kind::refused})}, "refused the request."},
+        {"too long to read", {failure(LanguageModelError{Kind::tooLong})}, "text is too long"},
+        {"another field", {Response{FakeLanguageModel::object("answer", "Yes.")}},
+            "could not be understood."},
+        {"another kind", {Response{number}}, "could not be understood."},
+        {"no object", {Response{Json("We should go.")}}, "could not be understood."},
+        {"cut off", {Response{FakeLanguageModel::object("text", "We should"), false}},
+            "ended too early."},
+        {"empty", text(""), "no text to use."},
+        {"blank", text(" \n"), "no text to use."},
+        {"of its task", text("The response format is JSON."), "no text to use."},
+        {"far too long", text(std::string(81, 'a')), "longer than what was said."},
     };
     for (const auto& c : cases) {
+        kept.clear();
         model.answers.push_back(c.answer);
         process(said);
         EXPECT_EQ(result, byRules) << c.why;
+        ASSERT_EQ(kept.size(), 1U) << c.why;
+        EXPECT_NE(kept[0].find(c.told), std::string::npos) << kept[0];
     }
+    kept.clear();
+    model.answer("text", byRules);
+    process(said);
+    EXPECT_TRUE(kept.empty()) << "a model may find nothing to mend";
 }
 
 TEST_F(OnDeviceProcessorTest, aModelThatHangsCostsTheDeadline) {
@@ -117,6 +132,7 @@ TEST_F(OnDeviceProcessorTest, aModelThatHangsCostsTheDeadline) {
         EXPECT_FALSE(result) << seconds;
         actor.advance(0.02);
         EXPECT_EQ(result, byRules) << (setting ? setting : "default");
+        EXPECT_EQ(kept.back(), "The language model did not answer in time.");
     }
     EXPECT_EQ(actor.pendingTimers(), 0U);
 }
