@@ -1,6 +1,7 @@
 #include "NimbeShell/ModelCleanup.h"
 
 #include <ostream>
+#include <utility>
 
 #include "Foundation/Text.h"
 #include "NimbeEngine/Cleanup/MacCleanupPolicy.h"
@@ -29,16 +30,19 @@ ModelCleanup::ModelCleanup(
     if (MacCleanupPolicy::path(true, mode) != MacCleanupPolicy::Path::model) return;
     services = shell.language(error);
     if (!services) return;
-    processor.emplace(services->loop, services->model, services->defaults);
+    processor.emplace(services->loop, services->model, services->defaults,
+        [this](std::string_view why) { kept = why; });
     services->loop.runUntilDone(check(services->model));
     tellOfModel();
 }
 
 void ModelCleanup::tellOfModel() {
     const auto& known = services->model.availability().get();
-    if (known.isAvailable()) return;
-    auto message = known.message();
-    if (message == said) return;
+    tell(known.isAvailable() ? std::string() : known.message());
+}
+
+void ModelCleanup::tell(std::string message) {
+    if (message.empty() || message == said) return;
     said = std::move(message);
     constexpr std::size_t most = 500; // characters
     error << verb << ": " << text::onOneLine(said, most) << " The text is not polished.\n";
@@ -53,7 +57,10 @@ std::string ModelCleanup::finished(const std::string& text) {
         services->model.refresh(); // more than one text may be long after the check
         std::string polished;
         services->loop.runUntilDone(process(*processor, text, mode, polished));
-        tellOfModel();
+        if (kept.empty())
+            tellOfModel();
+        else
+            tell(std::exchange(kept, {}));
         return polished;
     }
     return finishedWithoutCleanup(std::string(text::trimmed(text)), false);

@@ -110,6 +110,12 @@ TEST_F(ModelCommandTest, formatTakesTheWayOfADictation) {
     model.fail(LanguageModelError::Kind::timedOut);
     result = run({"format", "--ai", "--json"}, "\"one\"\n\"um two\"\n");
     EXPECT_EQ(result.output, "\"One.\"\n\"Two\"\n");
+    const std::string late =
+        "nimbe format: The language model did not answer in time. The text is not polished.\n";
+    EXPECT_EQ(result.error, late);
+    model.fail(LanguageModelError::Kind::timedOut);
+    model.fail(LanguageModelError::Kind::timedOut);
+    EXPECT_EQ(run({"format", "--ai", "--json"}, "\"one\"\n\"two\"\n").error, late) << "once";
     const auto asked = model.asked.size();
     result = run({"format", "--ai", "--mode", "coding"}, " um new line x ");
     EXPECT_EQ(result.output, " um new line x \n");
