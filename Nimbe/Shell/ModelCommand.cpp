@@ -156,8 +156,8 @@ private:
             return "A smaller model answers sooner, and a dictation can wait longer:\n  " +
                    settings + "set languageModelDeadline SECONDS\n";
         case Kind::refused:
-            return "Nimbe has no key to give: start the server without one. Its own log tells "
-                   "more.\n";
+            return "The server's own log tells more. If it asks for a key: Nimbe has none to "
+                   "give; start it without one.\n";
         }
         return "";
     }

@@ -51,7 +51,8 @@ TEST_F(ModelCommandTest, whatStandsInTheWayIsToldWithWhatToDo) {
         {{Kind::noModel, here, "Ollama"}, nullptr, 1, {"Have the server get one first.\n"}},
         {{Kind::loading, here}, nullptr, 1, {"Ask again in a while.\n"}},
         {{Kind::unresponsive, here}, nullptr, 1, {"set languageModelDeadline SECONDS\n"}},
-        {refused, nullptr, 1, {"refuses to answer.\n", "Detail:         HTTP 401 \n"}},
+        {refused, nullptr, 1,
+            {"refuses to answer.\nThe server's own log", "Detail:         HTTP 401 \n"}},
     };
     for (const auto& c : cases) {
         model.published.set(c.found);
