@@ -54,7 +54,8 @@ const Name* nearest(const std::vector<Name>& all, const std::string& word) {
 }
 
 Result<NoteTransform, std::string> ownWords(const std::string& instruction) {
-    if (!text::isValidUtf8(instruction)) return failure(std::string("That is not UTF-8."));
+    if (!text::isValidUtf8(instruction))
+        return failure(std::string("The instruction is not UTF-8."));
     const std::string trimmed(text::trimmed(instruction));
     if (trimmed.empty()) return failure(std::string("The instruction is empty."));
     return NoteTransform(CustomTransform{trimmed});

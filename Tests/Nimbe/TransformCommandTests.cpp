@@ -74,7 +74,7 @@ TEST_F(TransformCommandTest, wrongUsageAsksNobody) {
         {{""}, "The instruction is empty."},
         {{" \n\t"}, "The instruction is empty."},
         {{"--instruction", " "}, "The instruction is empty."},
-        {{"--instruction", "\xFF"}, "That is not UTF-8."},
+        {{"--instruction", "\xFF"}, "The instruction is not UTF-8."},
         {{"fix", "--instruction", "x"}, "excludes"},
         {{"fix", "--id", "12"}, "\"12\" is no id, nor at least four digits of one."},
         {{"fix", "--id", "12G4"}, "is no id"},
