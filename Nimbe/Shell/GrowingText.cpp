@@ -1,5 +1,7 @@
 #include "NimbeShell/GrowingText.h"
 
+#include <algorithm>
+
 #include "Foundation/Text.h"
 
 namespace nimbe {
@@ -59,8 +61,11 @@ void GrowingText::abandon() {
 void StatusLine::show(std::string_view text) {
     constexpr int narrowest = 20;
     if (columns < narrowest) return;
-    // Half as many: characters may be two columns wide.
-    auto next = text::ending(text, static_cast<std::size_t>(columns / 2));
+    // Other characters than those of ASCII may be two columns wide; the last column stays
+    // free, since some terminals go on to the next line behind it.
+    const bool isNarrow = std::all_of(text.begin(), text.end(), [](char c) { return c > 0; });
+    const int most = isNarrow ? columns - 1 : columns / 2;
+    auto next = text::ending(text, static_cast<std::size_t>(most));
     if (next == shown) return;
     shown = std::move(next);
     output << "\r" << shown << "\x1B[K" << std::flush;

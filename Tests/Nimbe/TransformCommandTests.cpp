@@ -247,12 +247,16 @@ TEST_F(TransformCommandTest, aTerminalShowsTheTextAsItGrows) {
 
 TEST_F(TransformCommandTest, aTerminalForMessagesShowsTheEndOfTheText) {
     services.errorColumns = 40;
-    answer("One two.", {{"One", true}, {"hidden", false}, {"One\nand quite a lot more", true}});
+    const std::string full(39, 'x'); // the last column stays free
+    answer("One two.", {{"One", true}, {"hidden", false}, {full, true}, {full + "y", true},
+                           {full + "\u4E00", true}});
     const auto result = run({"transform", "fix"}, "text");
     EXPECT_EQ(result.output, "One two.\n");
     EXPECT_EQ(result.error.find("hidden"), result.error.npos);
-    expectMessage(result, "\rOne\x1B[K\r\xE2\x80\xA6");
-    expectMessage(result, "quite a lot more\x1B[K");
+    expectMessage(result, "\rAsking the model. Ctrl+C gives up.\x1B[K\rOne\x1B[K");
+    expectMessage(result, "\r" + full + "\x1B[K");
+    expectMessage(result, "\r\u2026" + full.substr(2) + "y\x1B[K");
+    expectMessage(result, "\r\u2026" + std::string(18, 'x') + "\u4E00\x1B[K");
     EXPECT_TRUE(result.error.ends_with("\r\x1B[K")) << "a line was left behind";
 }
 
