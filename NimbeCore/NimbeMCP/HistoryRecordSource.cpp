@@ -15,7 +15,8 @@ MemoryRecord record(const DictationEntry& entry) {
 
 /// A total order also where a date is not a number.
 bool isNewer(const MemoryRecord& left, const MemoryRecord& right) {
-    return std::strong_order(left.createdAt.sinceReference, right.createdAt.sinceReference) > 0;
+    return std::is_gt(
+        std::strong_order(left.createdAt.sinceReference, right.createdAt.sinceReference));
 }
 
 void sortNewestFirst(MemoryRecords& records) {
