@@ -19,7 +19,6 @@ constexpr std::size_t largestOfAny = 4U << 20;
 constexpr std::size_t answerBytesOfPromptByte = 16;
 // A streamed token comes in an object of some 250 bytes.
 constexpr std::size_t streamBytesOfAnswerByte = 16;
-constexpr std::size_t largestRefusal = 64 * 1024;
 // Read in one turn of the main loop: about a millisecond.
 constexpr std::size_t mostInOneTurn = 64 * 1024;
 
