@@ -27,6 +27,7 @@ void DesktopActions::observe() {
     observers.push_back(dictation._interaction.observe(tell));
     observers.push_back(dictation._targetName.observe(tell));
     observers.push_back(services.microphones._devices.observe(tell));
+    observers.push_back(services.model.availability().observe(tell));
     observers.push_back(services.updates._available.observe(tell));
     observers.push_back(services.exporter._folderPath.observe(tell));
     observers.push_back(services.exporter._lastResult.observe(tell));
@@ -100,6 +101,7 @@ void DesktopActions::perform(TrayMenu::Command command, const std::string& argum
     case toggleCleanup: {
         const auto& setting = MacCleanupPolicy::aiCleanupEnabled;
         (void)services.defaults.set(setting, !services.defaults.get(setting));
+        refreshModel();
         break;
     }
     case openDownloadPage: services.updates.openDownloadPage(); return;
@@ -138,7 +140,13 @@ std::string DesktopActions::trigger() const {
     return chord ? chord->displayName() : "Alt (Option)";
 }
 
+void DesktopActions::refreshModel() {
+    if (services.defaults.get(MacCleanupPolicy::aiCleanupEnabled)) services.model.refresh();
+}
+
 TrayMenu::Input DesktopActions::state() const {
+    using Kind = LanguageModel::Availability::Kind;
+    const auto model = services.model.availability().get().kind;
     const auto& update = services.updates._available.get();
     return {
         .phase = services.dictation._phase.get(),
@@ -148,6 +156,7 @@ TrayMenu::Input DesktopActions::state() const {
         .microphones = services.microphones._devices.get(),
         .preferredMicrophone = MicrophoneSelection::preferredUID(services.defaults),
         .isCleanupEnabled = services.defaults.get(MacCleanupPolicy::aiCleanupEnabled),
+        .hasNoModel = model != Kind::available && model != Kind::unknown,
         .recent = history,
         .availableVersion = update ? std::optional(update->version) : std::nullopt,
         .crash = services.crashes._assessment.get(),

@@ -25,6 +25,8 @@ public:
     void settingsChanged();
     /// Reads the history anew, in the background; historyChanged tells when it is there.
     void refreshHistory();
+    /// Looks for the language model that the cleanup needs; not while that is off.
+    void refreshModel();
     /// Work that may wait for the disk or the keyring, on the thread for that where there
     /// is one; `then` is run on the main one, if this is still there.
     void inBackground(std::function<void()> work, std::function<void()> then = {});

@@ -79,6 +79,7 @@ void Tray::update() {
     if (!menu) {
         menu = std::make_unique<QMenu>();
         connect(menu.get(), &QMenu::aboutToShow, &actions, &DesktopActions::refreshHistory);
+        connect(menu.get(), &QMenu::aboutToShow, &actions, &DesktopActions::refreshModel);
         fill(*menu, items);
     } else if (isStale || items != shown) {
         refill(*menu, items);

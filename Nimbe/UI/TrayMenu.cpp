@@ -107,7 +107,8 @@ std::vector<TrayMenu::Item> TrayMenu::items(const Input& input) {
     addCrash(items, input);
     addUpdate(items, input);
     items.push_back(microphones(input));
-    items.push_back({.title = "AI Cleanup",
+    const bool isInVain = input.isCleanupEnabled && input.hasNoModel;
+    items.push_back({.title = isInVain ? "AI Cleanup (no model answers)" : "AI Cleanup",
         .command = Command::toggleCleanup,
         .isChecked = input.isCleanupEnabled});
     items.push_back(recent(input));

@@ -55,6 +55,7 @@ struct TrayMenu {
         std::vector<MicrophoneDevice> microphones = {};
         std::string preferredMicrophone = {};
         bool isCleanupEnabled = false;
+        bool hasNoModel = false;                 // for the cleanup, for all that is known
         std::vector<DictationEntry> recent = {}; // newest first
         std::optional<std::string> availableVersion = {};
         std::optional<CrashSentinel::LaunchAssessment> crash = {};

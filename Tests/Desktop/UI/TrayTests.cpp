@@ -189,6 +189,9 @@ TEST_F(TrayTest, comesAndIsUsedByStatusNotifier) {
     choose(item, "AI Cleanup");
     EXPECT_TRUE(until([&] { return find(menu(item), "AI Cleanup")->isChecked; }));
     EXPECT_TRUE(below.defaults.get(MacCleanupPolicy::aiCleanupEnabled));
+    EXPECT_GT(scene.model.refreshed, 0) << "it is looked whether that can be done";
+    scene.model.published.set({.kind = LanguageModel::Availability::Kind::noServer});
+    EXPECT_TRUE(until([&] { return find(menu(item), "AI Cleanup (no model answers)"); }));
 
     choose(item, "Start at Login");
     EXPECT_TRUE(until([&] { return scene.loginItem.isOn; }));

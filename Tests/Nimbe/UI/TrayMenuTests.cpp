@@ -56,6 +56,20 @@ TEST(TrayMenu, atRest) {
                                             "Quit Nimbe\n");
 }
 
+TEST(TrayMenu, aCleanupInVainSaysSo) {
+    for (const bool isEnabled : {false, true}) {
+        for (const bool hasNoModel : {false, true}) {
+            const auto items = TrayMenu::items(
+                {.trigger = "F9", .isCleanupEnabled = isEnabled, .hasNoModel = hasNoModel});
+            const auto* item = find(items, Command::toggleCleanup);
+            ASSERT_TRUE(item);
+            EXPECT_EQ(item->isChecked, isEnabled);
+            EXPECT_EQ(item->title,
+                isEnabled && hasNoModel ? "AI Cleanup (no model answers)" : "AI Cleanup");
+        }
+    }
+}
+
 TEST(TrayMenu, whatCanBeDoneInEachPhase) {
     struct Case {
         Kind kind;
