@@ -132,6 +132,7 @@ TEST_F(OnDeviceProcessorTest, aModelThatHangsCostsTheDeadline) {
         EXPECT_FALSE(result) << seconds;
         actor.advance(0.02);
         EXPECT_EQ(result, byRules) << (setting ? setting : "default");
+        ASSERT_FALSE(kept.empty());
         EXPECT_EQ(kept.back(), "The language model did not answer in time.");
     }
     EXPECT_EQ(actor.pendingTimers(), 0U);
