@@ -64,7 +64,7 @@ format:
 
 ## Removes all that was built and installed here.
 clean:
-	rm -rf build assets/node_modules Tests/MCPClient/node_modules
+	rm -rf build {assets,Tests/MCPClient,Benchmarks/peers}/node_modules
 
 .PHONY: configured
 configured:
