@@ -11,7 +11,8 @@ Item {
     default property alias content: holder.data
 
     width: parent ? parent.width : 0
-    implicitHeight: Math.max(words.implicitHeight, holder.childrenRect.height) + 24
+    // Whole pixels: a hairline between two of them is not drawn.
+    implicitHeight: Math.ceil(Math.max(words.implicitHeight, holder.childrenRect.height)) + 24
 
     Column {
         id: words

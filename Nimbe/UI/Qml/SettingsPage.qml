@@ -23,15 +23,15 @@ Flickable {
             return
         const top = item.mapToItem(column, 0, 0).y
         if (top < contentY + 60)
-            contentY = Math.max(0, top - 60)
+            contentY = Math.round(Math.max(0, top - 60))
         else if (top + item.height > contentY + height - 40)
-            contentY = Math.max(0, Math.min(top + item.height + 40, contentHeight) - height)
+            contentY = Math.round(Math.max(0, Math.min(top + item.height + 40, contentHeight) - height))
     }
 
     readonly property bool looks: Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
 
     function showLanguageModel() {
-        contentY = Math.max(0, Math.min(cleanup.y, contentHeight - height))
+        contentY = Math.round(Math.max(0, Math.min(cleanup.y, contentHeight - height)))
         cleanupToggle.forceActiveFocus()
     }
 
