@@ -132,18 +132,29 @@ void prepareModel(std::string_view state, UIScene& scene) {
         scene.transforms.answers.push_back(Answer{TransformProvider::Outcome{reshaped}});
 }
 
-/// Into the editor with the newest note, as a user would go there.
-void openNote(std::string_view state, UIScene& scene) {
+/// Of the window; null where none is shown.
+QQuickItem* rootItem() {
     const auto windows = QGuiApplication::allWindows();
     const auto found = std::find_if(
         windows.begin(), windows.end(), [](const auto* each) { return each->title() == "Nimbe"; });
-    if (found == windows.end()) return;
-    const auto* root = qobject_cast<QQuickView*>(*found)->rootObject();
-    auto* note = root->property("note").value<QObject*>();
+    return found == windows.end() ? nullptr : qobject_cast<QQuickView*>(*found)->rootObject();
+}
+
+void showPage(const char* page) {
+    const auto* root = rootItem();
+    if (!root) return;
     auto* window = root->property("model").value<QObject*>();
+    QMetaObject::invokeMethod(window, "showPage", Q_ARG(QString, page));
+}
+
+/// Into the editor with the newest note, as a user would go there.
+void openNote(std::string_view state, UIScene& scene) {
+    const auto* root = rootItem();
+    if (!root) return;
+    auto* note = root->property("note").value<QObject*>();
     const auto newest = scene.history.entries().front();
     QMetaObject::invokeMethod(note, "open", Q_ARG(QString, qtText(newest.id.text())));
-    QMetaObject::invokeMethod(window, "showPage", Q_ARG(QString, "note"));
+    showPage("note");
     if (state == "note-working" || state == "note-notice" || state == "note-undo")
         QMetaObject::invokeMethod(note, "start", Q_ARG(int, 1));
 }
@@ -200,6 +211,8 @@ int main(int argc, char** argv) {
         ui = std::make_unique<DesktopUI>(std::move(services), hud);
         ui->start(state == "tray");
         scene.dictation->start();
+        if (state.starts_with("settings") || state == "chord")
+            QTimer::singleShot(50, &hud, [] { showPage("settings"); });
         if (isNote(state))
             QTimer::singleShot(50, &hud, [&] {
                 openNote(state, scene);
