@@ -1,101 +1,9 @@
 #include <algorithm>
-#include <array>
-#include <csignal>
-#include <fstream>
-#include <iterator>
-#include <memory>
 #include <poll.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-#include <vector>
 
-#include <gtest/gtest.h>
-
-#include "Fakes/FakeLogSink.h"
-#include "PlatformStorage/SqliteUserDefaults.h"
-#include "Support/TemporaryFolder.h"
+#include "SqliteUserDefaultsScene.h"
 
 namespace nimbe {
-namespace {
-
-namespace fs = std::filesystem;
-
-const Setting<std::string> name{"name", "nobody"};
-const Setting<std::string> other{"other", "unset"};
-const Setting<Bytes> blob{"blob"};
-const Setting<std::vector<std::string>> list{"list"};
-
-/// A process that waits for run() to run `body`. It is forked at once: SQLite
-/// does not bear a fork with a file open, so make it before opening one.
-class OtherProcess {
-public:
-    template <typename Body>
-    explicit OtherProcess(Body body) {
-        if (::pipe(go.data()) != 0) std::abort();
-        child = ::fork();
-        if (child != 0) return;
-        char byte = 0;
-        ::_exit(::read(go[0], &byte, 1) == 1 && body() ? 0 : 1);
-    }
-    ~OtherProcess() {
-        if (child > 0) ::kill(child, SIGKILL); // not waited for: the test has failed
-        if (child > 0) (void)finish();
-        ::close(go[0]);
-        ::close(go[1]);
-    }
-    OtherProcess(const OtherProcess&) = delete;
-    OtherProcess& operator=(const OtherProcess&) = delete;
-
-    void start() const { EXPECT_EQ(::write(go[1], "x", 1), 1); }
-
-    /// True when the body returned true.
-    [[nodiscard]] bool finish() {
-        int status = 0;
-        ::waitpid(std::exchange(child, -1), &status, 0);
-        return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    }
-    [[nodiscard]] bool run() {
-        start();
-        return finish();
-    }
-
-private:
-    std::array<int, 2> go{};
-    pid_t child = -1;
-};
-
-struct SqliteUserDefaultsTest : testing::Test {
-    TemporaryFolder folder;
-    FakeLogSink log;
-    fs::path file = folder.path / "nimbe" / "settings.sqlite";
-
-    [[nodiscard]] std::unique_ptr<SqliteUserDefaults> open() {
-        return std::make_unique<SqliteUserDefaults>(file, log);
-    }
-
-    [[nodiscard]] std::string bytes() const {
-        std::ifstream in(file, std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), {}};
-    }
-    void setBytes(std::string_view text) const {
-        std::ofstream(file, std::ios::binary | std::ios::trunc) << text;
-    }
-
-    /// Files set aside beside the settings, write-ahead logs not counted.
-    [[nodiscard]] int asideCount() const {
-        int count = 0;
-        for (const auto& entry : fs::directory_iterator(file.parent_path())) {
-            const auto text = entry.path().filename().string();
-            if (text.find(".damaged-") != text.npos && !text.ends_with("-wal") &&
-                !text.ends_with("-shm"))
-                ++count;
-        }
-        return count;
-    }
-};
-
-} // namespace
 
 TEST_F(SqliteUserDefaultsTest, readingMakesNoFileAndWritingAPrivateOne) {
     ::umask(022);
@@ -254,35 +162,6 @@ TEST_F(SqliteUserDefaultsTest, whereNothingFitsAnyMoreTheValuesAreStillRead) {
     EXPECT_EQ(open()->get(name), "new");
 }
 
-TEST_F(SqliteUserDefaultsTest, aReadOnlyFolderIsRead) {
-    file = folder.path / "a folder#1?100%" / "settings.sqlite";
-    const SmallDisk disk(file.parent_path(), 1024 * 1024);
-    if (!disk.isMounted) GTEST_SKIP() << "this machine mounts no file system for a test";
-    for (const bool isKilled : {false, true}) {
-        const std::string value = isKilled ? "killed" : "ended";
-        OtherProcess process([&] {
-            auto defaults = open();
-            const bool stored = defaults->set(name, value);
-            if (isKilled) ::raise(SIGKILL); // leaves its write-ahead log
-            return stored;
-        });
-        EXPECT_EQ(process.run(), !isKilled);
-        EXPECT_EQ(fs::exists(file.string() + "-wal"), isKilled);
-
-        ASSERT_TRUE(disk.setReadOnly(true));
-        auto defaults = open();
-        EXPECT_EQ(defaults->get(name), value) << log.all();
-        EXPECT_FALSE(defaults->set(name, std::string("new")));
-        EXPECT_FALSE(defaults->transaction([] { return true; }));
-        EXPECT_EQ(defaults->get(name), value);
-
-        ASSERT_TRUE(disk.setReadOnly(false));
-        EXPECT_TRUE(defaults->set(name, std::string("writable again"))) << log.all();
-        EXPECT_EQ(open()->get(name), "writable again");
-    }
-    EXPECT_EQ(asideCount(), 0);
-}
-
 TEST_F(SqliteUserDefaultsTest, aFileThatIsNoDatabaseIsSetAside) {
     struct Case {
         const char* why;
@@ -437,83 +316,6 @@ TEST_F(SqliteUserDefaultsTest, aTransactionIsNotGivenAnOlderValue) {
     }));
     EXPECT_EQ(open()->get(name), "new");
     EXPECT_FALSE(open()->value("aside")) << "set aside as it was";
-}
-
-TEST_F(SqliteUserDefaultsTest, aReadOnlyViewFollowsWhatOthersWrite) {
-    const SmallDisk disk(file.parent_path(), 1024 * 1024);
-    const ReadOnlyView view(file.parent_path(), folder.path / "view");
-    if (!disk.isMounted || !view.isMounted)
-        GTEST_SKIP() << "this machine mounts no file system for a test";
-    const auto writing = [&](const char* value, bool isKilled) {
-        return [this, value, isKilled] {
-            const bool isStored = open()->set(name, std::string(value));
-            auto kept = open(); // with its log beside it
-            if (isKilled) return kept->set(name, std::string(value) + "!") && ::raise(SIGKILL) == 0;
-            return isStored;
-        };
-    };
-    OtherProcess one(writing("1", false));
-    OtherProcess two(writing("2", false));
-    OtherProcess three(writing("3", true));
-    OtherProcess four(writing("4", false));
-    SqliteUserDefaults reader(folder.path / "view" / "settings.sqlite", log);
-    EXPECT_TRUE(one.run());
-    EXPECT_EQ(reader.get(name), "1");
-    EXPECT_TRUE(two.run());
-    EXPECT_EQ(reader.get(name), "2");
-    EXPECT_FALSE(three.run());
-    EXPECT_EQ(reader.get(name), "3!");
-    EXPECT_TRUE(four.run());
-    EXPECT_EQ(reader.get(name), "4");
-    EXPECT_FALSE(reader.set(name, std::string("new")));
-}
-
-TEST_F(SqliteUserDefaultsTest, whoOnlyReadsFollowsWritersAndWritesNothing) {
-    OtherProcess first([&] { return open()->set(name, std::string("1")); });
-    OtherProcess second([&] {
-        auto writer = open();
-        return writer->set(name, std::string("2")) && ::raise(SIGKILL) == 0;
-    });
-    OtherProcess third([&] { return open()->set(name, std::string("3")); });
-    SqliteUserDefaults reader(file, log, SqliteUserDefaults::Access::readOnly);
-    EXPECT_EQ(reader.get(name), "nobody");
-    EXPECT_EQ(reader.revision(), 0);
-    EXPECT_FALSE(fs::exists(file.parent_path()));
-
-    EXPECT_TRUE(first.run());
-    EXPECT_EQ(reader.get(name), "1");
-    const auto one = reader.revision();
-    EXPECT_EQ(reader.get(name), "1");
-    EXPECT_FALSE(fs::exists(file.string() + "-shm")) << "nothing is made beside it";
-    EXPECT_EQ(reader.revision(), one) << "nothing has changed";
-    EXPECT_FALSE(second.run());
-    const auto two = reader.revision();
-    EXPECT_NE(two, one);
-    EXPECT_EQ(reader.get(name), "2");
-    EXPECT_TRUE(third.run());
-    EXPECT_NE(reader.revision(), two);
-    EXPECT_EQ(reader.get(name), "3");
-
-    const auto before = bytes();
-    EXPECT_FALSE(reader.set(name, std::string("mine")));
-    EXPECT_FALSE(reader.removeValue(name.key));
-    EXPECT_FALSE(reader.moveValue(name.key, other.key));
-    bool hasRun = false;
-    EXPECT_FALSE(reader.transaction([&] { return hasRun = true; }));
-    EXPECT_FALSE(hasRun);
-    EXPECT_EQ(reader.get(name), "3");
-    EXPECT_EQ(bytes(), before);
-}
-
-TEST_F(SqliteUserDefaultsTest, whoOnlyReadsLeavesDamageAsItIs) {
-    EXPECT_TRUE(open()->set(name, std::string("kept")));
-    setBytes(std::string(20'000, 'x'));
-    SqliteUserDefaults reader(file, log, SqliteUserDefaults::Access::readOnly);
-    ASSERT_FALSE(reader.value(name.key));
-    EXPECT_EQ(reader.value(name.key).error().kind, DefaultsError::Kind::unreadable);
-    EXPECT_EQ(reader.revision(), std::nullopt);
-    EXPECT_EQ(asideCount(), 0);
-    EXPECT_EQ(bytes(), std::string(20'000, 'x'));
 }
 
 TEST_F(SqliteUserDefaultsTest, aFileOfANewerVersionIsLeftAlone) {
