@@ -4,13 +4,16 @@
 
 namespace nimbe {
 
-std::vector<DictationEntry> HistoryFilter::matching(
-    std::string_view query, std::vector<DictationEntry> in, const Locale& locale) {
+std::vector<DictationEntry> HistoryFilter::matching(std::string_view query,
+    const std::vector<DictationEntry>& in, const Locale& locale, std::size_t limit) {
     const auto wanted = text::trimmed(query);
-    if (wanted.empty()) return in;
     const text::CaselessSearch search(wanted, locale);
-    std::erase_if(in, [&](const auto& entry) { return !search.isFoundIn(entry.text); });
-    return in;
+    std::vector<DictationEntry> found;
+    for (const auto& entry : in) {
+        if (found.size() >= limit) break;
+        if (wanted.empty() || search.isFoundIn(entry.text)) found.push_back(entry);
+    }
+    return found;
 }
 
 } // namespace nimbe

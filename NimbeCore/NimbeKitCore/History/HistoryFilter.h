@@ -1,5 +1,6 @@
 #pragma once
 
+#include <limits>
 #include <string_view>
 #include <vector>
 
@@ -10,11 +11,15 @@ namespace nimbe {
 
 /// Finds entries by a piece of their text.
 struct HistoryFilter {
+    static constexpr std::size_t all = std::numeric_limits<std::size_t>::max();
+
     /// The entries whose text holds the query, trimmed, as one piece, in their order;
-    /// upper and lower case are the same by the rules of the locale's language. All
-    /// entries for a blank query. Linear in the length of the texts.
+    /// upper and lower case are the same by the rules of the locale's language. Any entry for
+    /// a blank query. At most the first `limit`; linear in the length of the texts up to the
+    /// last of them.
     [[nodiscard]] static std::vector<DictationEntry> matching(std::string_view query,
-        std::vector<DictationEntry> in, const Locale& locale = Locale::forText());
+        const std::vector<DictationEntry>& in, const Locale& locale = Locale::forText(),
+        std::size_t limit = all);
 };
 
 } // namespace nimbe
