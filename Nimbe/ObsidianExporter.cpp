@@ -41,15 +41,31 @@ void ObsidianExporter::clearFolder() {
     if (platform.defaults.remove(exportFolder)) _folderPath.set(std::nullopt);
 }
 
-void ObsidianExporter::exportAll(const std::vector<DictationEntry>& entries) {
+void ObsidianExporter::exportAll(std::vector<DictationEntry> entries) {
     const auto& folder = _folderPath.get();
     if (!folder) return _lastResult.set("Choose a folder first.");
     if (entries.empty()) return _lastResult.set("No notes to export yet.");
-    for (const auto& entry : entries)
-        if (!write(*folder, entry))
-            return _lastResult.set("Export failed. Check that the folder still exists.");
-    _lastResult.set("Exported " + std::to_string(entries.size()) +
-                    (entries.size() == 1 ? " note." : " notes."));
+    writing = startTask(platform.actor, writeAll(weak_from_this(), *folder, std::move(entries)));
+}
+
+Task<void> ObsidianExporter::writeAll(std::weak_ptr<ObsidianExporter> weakSelf, std::string folder,
+    std::vector<DictationEntry> entries) {
+    const auto count = std::to_string(entries.size());
+    for (std::size_t at = 0; at < entries.size(); ++at) {
+        auto self = weakSelf.lock();
+        if (!self) co_return;
+        if (!self->write(folder, entries[at])) {
+            self->_lastResult.set("Export failed. Check that the folder still exists.");
+            co_return;
+        }
+        if (at % batch != batch - 1) continue;
+        self->_lastResult.set("Exporting " + std::to_string(at + 1) + " of " + count + "…");
+        auto& actor = self->platform.actor;
+        self.reset();
+        co_await sleep(actor, 0);
+    }
+    const auto self = weakSelf.lock();
+    if (self) self->_lastResult.set("Exported " + count + (count == "1" ? " note." : " notes."));
 }
 
 void ObsidianExporter::autoExport(const DictationEntry& entry) {

@@ -40,8 +40,11 @@ public:
     void chooseFolder();
     void clearFolder();
 
-    /// Stops at the first file that cannot be written.
-    void exportAll(const std::vector<DictationEntry>& entries);
+    // Files of an export that are written in one go, while nothing else happens.
+    static constexpr std::size_t batch = 100;
+
+    /// Stops at the first file that cannot be written, or at the next exportAll().
+    void exportAll(std::vector<DictationEntry> entries);
     /// Writes the entry when that is switched on; says only what went wrong.
     void autoExport(const DictationEntry& entry);
 
@@ -49,11 +52,14 @@ private:
     explicit ObsidianExporter(Platform platform);
 
     [[nodiscard]] static Task<void> choose(std::weak_ptr<ObsidianExporter> weakSelf);
+    [[nodiscard]] static Task<void> writeAll(std::weak_ptr<ObsidianExporter> weakSelf,
+        std::string folder, std::vector<DictationEntry> entries);
     [[nodiscard]] bool write(const std::string& folder, const DictationEntry& entry);
 
     Platform platform;
     Log log;
     TaskHandle picking;
+    TaskHandle writing;
     bool isPicking = false;
 };
 

@@ -41,6 +41,10 @@ struct ObsidianExporterTest : testing::Test {
         exporter->chooseFolder();
         actor.runPosted();
     }
+    void exportAll(std::vector<DictationEntry> all) {
+        exporter->exportAll(std::move(all));
+        actor.runPosted();
+    }
     [[nodiscard]] std::string content(const char* name) const {
         std::ifstream in(folder.path / name, std::ios::binary);
         return {std::istreambuf_iterator<char>(in), {}};
@@ -76,34 +80,49 @@ TEST_F(ObsidianExporterTest, theChosenFolderIsRemembered) {
 }
 
 TEST_F(ObsidianExporterTest, exportsAllAndSaysHowManyOrWhatIsWrong) {
-    exporter->exportAll(entries);
+    exportAll(entries);
     EXPECT_EQ(exporter->_lastResult.get(), "Choose a folder first.");
     choose(folder.path);
-    exporter->exportAll({});
+    exportAll({});
     EXPECT_EQ(exporter->_lastResult.get(), "No notes to export yet.");
     for (int i = 0; i < 2; ++i) { // twice: the same files
-        exporter->exportAll(entries);
+        exportAll(entries);
         EXPECT_EQ(exporter->_lastResult.get(), "Exported 3 notes.");
         EXPECT_EQ(fileCount(), 2);
         EXPECT_EQ(content("Nimbe 2001-01-01 5F1C09AB.md"),
             "---\ncreated: 2001-01-01T00:00:00Z\nsource: nimbe\n---\n\ntwo");
         EXPECT_TRUE(content("Nimbe 2001-01-01 4F1C09AB.md").ends_with("shares the name of one"));
     }
-    exporter->exportAll({entries[0]});
+    exportAll({entries[0]});
     EXPECT_EQ(exporter->_lastResult.get(), "Exported 1 note.");
 
     // A folder in the way of the second file: the first one stays, no other is begun.
     fs::remove(folder.path / "Nimbe 2001-01-01 5F1C09AB.md");
     fs::create_directory(folder.path / "Nimbe 2001-01-01 5F1C09AB.md");
-    exporter->exportAll(entries);
+    exportAll(entries);
     EXPECT_EQ(exporter->_lastResult.get(), "Export failed. Check that the folder still exists.");
     EXPECT_TRUE(content("Nimbe 2001-01-01 4F1C09AB.md").ends_with("\n\none"));
     EXPECT_EQ(fileCount(), 2) << "no draft is left behind";
 
     fs::remove_all(folder.path);
-    exporter->exportAll(entries);
+    exportAll(entries);
     EXPECT_FALSE(fs::exists(folder.path)) << "a folder that is gone is not made again";
     EXPECT_EQ(exporter->_folderPath.get(), folder.path.string());
+}
+
+TEST_F(ObsidianExporterTest, manyAreWrittenWhileTheProgramGoesOn) {
+    choose(folder.path);
+    entries.clear();
+    for (std::size_t i = 0; i <= ObsidianExporter::batch; ++i)
+        entries.push_back({UUID::random(), "note", Date{}, DictationMode::notes});
+    int turns = 0;
+    Token others;
+    const auto observing = exporter->_lastResult.observe([&](const auto& said) {
+        EXPECT_EQ(said, turns == 0 ? "Exporting 100 of 101…" : "Exported 101 notes.");
+        if (turns++ == 0) others = actor.schedule(0, [&] { EXPECT_EQ(fileCount(), 100); });
+    });
+    exportAll(entries);
+    EXPECT_EQ(turns, 2);
 }
 
 TEST_F(ObsidianExporterTest, autoExportWritesQuietlyWhenItIsOn) {
@@ -129,10 +148,10 @@ TEST_F(ObsidianExporterTest, aFullDiskLeavesTheOldFile) {
     const SmallDisk disk(folder.path / "small", 64 * 1024);
     if (!disk.isMounted) GTEST_SKIP() << "this machine mounts no file system for a test";
     choose(folder.path / "small");
-    exporter->exportAll({entries[0]});
+    exportAll({entries[0]});
     auto longer = entries[0];
     longer.text = std::string(100'000, 'x');
-    exporter->exportAll({longer});
+    exportAll({longer});
     EXPECT_EQ(exporter->_lastResult.get(), "Export failed. Check that the folder still exists.");
     EXPECT_TRUE(content("small/Nimbe 2001-01-01 4F1C09AB.md").ends_with("\n\none"));
     EXPECT_EQ(std::distance(fs::directory_iterator(folder.path / "small"), {}), 1);
