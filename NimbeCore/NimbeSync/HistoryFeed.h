@@ -14,14 +14,18 @@ class HistoryFeed {
 public:
     HistoryFeed() = default;
     /// One entry an id, of which the local one wins; newest first, at the same time the
-    /// local ones, each in its own order. A mode that this version does not know is shown as
-    /// messaging.
+    /// local ones, each in its own order. A local entry that was not edited shows what was
+    /// said before its cleanup, which the other knows, as its original.
     HistoryFeed(std::vector<DictationEntry> local, std::vector<DecryptedTranscript> synced);
 
-    [[nodiscard]] const std::vector<DictationEntry>& entries() const { return list; }
+    [[nodiscard]] const std::vector<DictationEntry>& entries() const& { return list; }
+    [[nodiscard]] std::vector<DictationEntry> entries() && { return std::move(list); }
 
     /// It stands in the synced store alone, which must be told of changes.
     [[nodiscard]] bool isSyncedOnly(const UUID& id) const { return syncedOnly.count(id) > 0; }
+
+    /// A mode that this version does not know becomes messaging.
+    [[nodiscard]] static DictationEntry entry(DecryptedTranscript transcript);
 
 private:
     std::vector<DictationEntry> list;

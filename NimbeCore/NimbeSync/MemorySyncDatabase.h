@@ -9,7 +9,7 @@
 namespace nimbe {
 
 /// A store that lives as long as this object: where none can be kept on disk.
-class MemorySyncDatabase final : public SyncDatabase, private MirrorJournal {
+class MemorySyncDatabase : public SyncDatabase, private MirrorJournal {
 public:
     [[nodiscard]] SyncResult<std::optional<SyncRecord>> read(
         SyncKind kind, const std::string& id) override;

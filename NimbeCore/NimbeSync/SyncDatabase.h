@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Foundation/Result.h"
@@ -22,6 +23,8 @@ struct SyncError {
     };
     Kind kind = Kind::unavailable;
     std::string detail = {}; // for the log
+
+    [[nodiscard]] std::string_view sentence() const; // for the user
 };
 
 template <typename T = void>

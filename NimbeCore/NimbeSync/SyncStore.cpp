@@ -18,16 +18,6 @@ constexpr const char* restoreFailed = "transcript restore failed";
 constexpr std::string_view sealingSentence = "The transcript couldn't be sealed.";
 constexpr std::string_view otherKeySentence = "The transcript was sealed with another key.";
 
-std::string_view sentenceOf(SyncError::Kind kind) {
-    switch (kind) {
-    case SyncError::Kind::unavailable: return "The synced history can't be reached.";
-    case SyncError::Kind::full: return "There is no room on the disk for the synced history.";
-    case SyncError::Kind::damaged: return "The synced history is damaged.";
-    case SyncError::Kind::newer: return "The synced history is of a newer version of Nimbe.";
-    }
-    return {};
-}
-
 } // namespace
 
 SyncStore::SyncStore(SyncDatabase& database, TranscriptKey& key, LogSink& sink)
@@ -46,7 +36,7 @@ void SyncStore::begin() {
 void SyncStore::fail(const SyncError& error, const char* line) {
     log.error("%s: %s", line, error.detail.c_str());
     const std::lock_guard guard(lock);
-    lastProblem = sentenceOf(error.kind);
+    lastProblem = error.sentence();
 }
 
 void SyncStore::failForKey(const char* reason, const char* line, std::string_view sentence) {
@@ -122,18 +112,56 @@ bool SyncStore::sealAndPut(const DecryptedTranscript& transcript, const char* li
         failForKey(with.error().detail.c_str(), line, with.error().message());
         return false;
     }
+    auto item = sealed(transcript, *with, line);
+    return item && put(std::move(*item), line);
+}
+
+std::optional<TranscriptItem> SyncStore::sealed(
+    const DecryptedTranscript& transcript, const SymmetricKey& with, const char* line) {
     TranscriptItem item{transcript.id, transcript.createdAt, text::mended(transcript.mode), {}};
-    auto text = seal(transcript.text, *with);
+    auto text = seal(transcript.text, with);
     if (text && transcript.originalText) {
-        item.originalCiphertext = seal(*transcript.originalText, *with);
+        item.originalCiphertext = seal(*transcript.originalText, with);
         if (!item.originalCiphertext) text.reset();
     }
     if (!text) {
         failForKey("not sealed", line, sealingSentence);
-        return false;
+        return std::nullopt;
     }
     item.ciphertext = std::move(*text);
-    return put(std::move(item), line);
+    return item;
+}
+
+bool SyncStore::addUnknown(const std::vector<DecryptedTranscript>& transcripts) {
+    begin();
+    if (transcripts.empty()) return true;
+    const auto with = key.ensured();
+    if (!with) {
+        failForKey(with.error().detail.c_str(), recordFailed, with.error().message());
+        return false;
+    }
+    bool isSealed = true;
+    bool isChanged = false;
+    const auto result = database.transaction([&]() -> SyncResult<> {
+        for (const auto& transcript : transcripts) {
+            const auto id = transcript.id.text();
+            const auto known = database.read(SyncKind::transcript, id);
+            if (!known) return failure(known.error());
+            if (*known) continue;
+            auto item = sealed(transcript, *with, recordFailed);
+            isSealed = isSealed && item;
+            if (!item) continue;
+            SyncRecord record{SyncKind::transcript, id};
+            record.model = std::move(*item);
+            record.mirror.change();
+            if (auto written = database.write(record); !written) return written;
+            isChanged = true;
+        }
+        return {};
+    });
+    if (!result) fail(result.error(), recordFailed);
+    if (result && isChanged) onChange();
+    return result && isSealed;
 }
 
 bool SyncStore::update(const UUID& id, std::string text) {

@@ -34,6 +34,8 @@ public:
     /// `id` is the dictation's. An ill-formed sequence of bytes in a text becomes U+FFFD.
     bool insert(std::string text, std::optional<std::string> originalText, Date createdAt,
         std::string mode, const UUID& id);
+    /// Adds those of which nothing is known: neither one of that id nor its deletion.
+    bool addUnknown(const std::vector<DecryptedTranscript>& transcripts);
     /// Blank text changes nothing; the original text stays.
     bool update(const UUID& id, std::string text);
     bool deleteTranscript(const UUID& id);
@@ -77,6 +79,8 @@ private:
     bool put(SyncModel model, const char* line);
     bool remove(SyncKind kind, const std::string& id);
     bool sealAndPut(const DecryptedTranscript& transcript, const char* line);
+    [[nodiscard]] std::optional<TranscriptItem> sealed(
+        const DecryptedTranscript& transcript, const SymmetricKey& with, const char* line);
     [[nodiscard]] std::optional<SymmetricKey> keyForReading();
     [[nodiscard]] std::optional<Bytes> seal(std::string text, const SymmetricKey& with);
     template <typename Model>

@@ -20,7 +20,7 @@ SyncStoreOpening SyncStoreOpening::open(
     if (!database) {
         if (isCloudTried) log.error(withoutCloud, database.error().detail.c_str());
         log.error("local store unavailable, using in-memory: %s", database.error().detail.c_str());
-        return {Kind::inMemory, std::make_unique<MemorySyncDatabase>(), nullptr};
+        return {Kind::inMemory, std::make_unique<MemorySyncDatabase>(), nullptr, database.error()};
     }
     if (isCloudTried) {
         auto opened = cloud->open();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "Foundation/Log.h"
@@ -36,6 +37,7 @@ struct SyncStoreOpening {
     Kind kind = Kind::inMemory;
     std::unique_ptr<SyncDatabase> database; // never null
     std::unique_ptr<CloudDatabase> cloud;   // there where mirrored
+    std::optional<SyncError> problem = {};  // in memory: what keeps the one on disk away
 
     /// What may keep a launch from the cloud; any of it does.
     struct Wishes {

@@ -150,11 +150,12 @@ void DictationHistory::update(const UUID& id, std::string text) {
     });
 }
 
-void DictationHistory::deleteEntry(const UUID& id, Date now) {
+void DictationHistory::deleteEntry(
+    const UUID& id, Date now, const std::optional<std::string>& original) {
     const std::lock_guard guard(lock);
     vault.begin();
     (void)storeWaiting();
-    vault.changeSealed([&] { return discard(id, now); });
+    vault.changeSealed([&] { return discard(id, now, original); });
 }
 
 bool DictationHistory::saveEntries(Entries list) {
@@ -169,12 +170,15 @@ bool DictationHistory::saveTrash(const Trash& list) {
     return defaults.removeValue(trashKey);
 }
 
-bool DictationHistory::discard(const UUID& id, Date now) {
+bool DictationHistory::discard(
+    const UUID& id, Date now, const std::optional<std::string>& original) {
     auto list = vault.load(entryList);
     if (!list) return false;
     const auto found = find(list->records, id);
     if (found == list->records.end()) return true;
     TrashedEntry item{std::move(*found), now};
+    if (original && !item.entry.originalText && *original != item.entry.text)
+        item.entry.originalText = text::mended(*original);
     list->records.erase(found);
     return saveEntries(std::move(*list)) && addToTrash(std::move(item));
 }

@@ -56,8 +56,8 @@ public:
     /// Blank text changes nothing. The first text is kept as the original until an
     /// edit brings it back.
     void update(const UUID& id, std::string text);
-    /// Moves an entry to the trash.
-    void deleteEntry(const UUID& id, Date now);
+    /// Moves an entry to the trash, where it has `original` as such if it has none yet.
+    void deleteEntry(const UUID& id, Date now, const std::optional<std::string>& original = {});
     /// Puts an entry that lives elsewhere into the trash.
     void stash(DictationEntry entry, bool wasSynced, Date now);
 
@@ -102,7 +102,8 @@ private:
     [[nodiscard]] std::vector<DictationEntry> readEntries();
     [[nodiscard]] bool saveEntries(Entries list);
     [[nodiscard]] bool saveTrash(const Trash& list);
-    [[nodiscard]] bool discard(const UUID& id, Date now);
+    [[nodiscard]] bool discard(
+        const UUID& id, Date now, const std::optional<std::string>& original = {});
     [[nodiscard]] bool addToTrash(TrashedEntry item);
     [[nodiscard]] bool putBack(DictationEntry entry);
     [[nodiscard]] bool queueDeletion(const UUID& id);

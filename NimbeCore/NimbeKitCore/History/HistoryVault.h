@@ -16,17 +16,20 @@ namespace nimbe {
 /// What kept the last operation of a history from doing its work.
 struct HistoryProblem {
     enum class Kind {
-        keyLocked,       // the keyring waits to be unlocked
-        keyUnavailable,  // the key is not to be had for another reason
-        storeUnreadable, // the settings store fails
-        listUnreadable,  // a stored list is damaged or of another key: taken as empty
-        notStored        // the change could not be written; all is as before
+        keyLocked,        // the keyring waits to be unlocked
+        keyUnavailable,   // the key is not to be had for another reason
+        storeUnreadable,  // the settings store fails
+        listUnreadable,   // a stored list is damaged or of another key: taken as empty
+        syncedUnreadable, // of what is kept beside the history: gone on without it
+        notStored         // the change could not be written; all is as before
     };
     Kind kind = Kind::notStored;
     std::string_view sentence = {}; // for the user
 
     /// The operation went on without the list that cannot be read.
-    [[nodiscard]] bool isPartial() const { return kind == Kind::listUnreadable; }
+    [[nodiscard]] bool isPartial() const {
+        return kind == Kind::listUnreadable || kind == Kind::syncedUnreadable;
+    }
 };
 
 /// Reads and writes sealed lists in the settings store: finds the key, runs the
