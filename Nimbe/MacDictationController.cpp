@@ -29,8 +29,8 @@ std::shared_ptr<MacDictationController> MacDictationController::create(Platform 
 }
 
 MacDictationController::MacDictationController(Platform given)
-    : _localHistory(given.history), platform(std::move(given)), log(platform.log, "dictation"),
-      tasks(platform.actor) {}
+    : _localHistory(given.history.local()), platform(std::move(given)),
+      log(platform.log, "dictation"), tasks(platform.actor) {}
 
 void MacDictationController::start() {
     const auto weak = weak_from_this();
@@ -240,7 +240,7 @@ void MacDictationController::startFinish() {
 }
 
 /// What the recogniser makes of all that was said.
-Task<std::string> MacDictationController::spokenText(Weak weakSelf) {
+Task<MacDictationController::Dictated> MacDictationController::dictatedText(Weak weakSelf) {
     auto self = weakSelf.lock();
     if (!self) co_return {};
     auto& actor = self->platform.actor;
@@ -265,25 +265,28 @@ MacCleanupPolicy::Path MacDictationController::cleanupPath() const {
     return MacCleanupPolicy::path(isEnabled, _mode.get());
 }
 
-Task<std::string> MacDictationController::finishedText(Weak weakSelf, std::string raw) {
+Task<MacDictationController::Dictated> MacDictationController::finishedText(
+    Weak weakSelf, std::string raw) {
     auto self = weakSelf.lock();
     if (!self) co_return {};
     const auto path = self->cleanupPath();
     self.reset();
     switch (path) {
-    case MacCleanupPolicy::Path::rules: co_return finishedWithoutCleanup(raw);
-    case MacCleanupPolicy::Path::raw: co_return raw;
+    case MacCleanupPolicy::Path::rules: co_return Dictated{finishedWithoutCleanup(raw)};
+    case MacCleanupPolicy::Path::raw: co_return Dictated{std::move(raw)};
     case MacCleanupPolicy::Path::model: break;
     }
     auto polishing = polishedText(weakSelf, std::move(raw));
     co_return co_await polishing;
 }
 
-Task<std::string> MacDictationController::polishedText(Weak weakSelf, std::string raw) {
+Task<MacDictationController::Dictated> MacDictationController::polishedText(
+    Weak weakSelf, std::string raw) {
     auto self = weakSelf.lock();
     if (!self) co_return {};
-    auto fallback = TextCleaner::fallback(raw);
-    if (fallback.empty() || self->skipsCleanup) co_return fallback;
+    Dictated fallback{TextCleaner::fallback(raw)};
+    if (fallback.text.empty() || self->skipsCleanup) co_return fallback;
+    std::string spoken(text::trimmed(std::string_view(raw)));
     const Completion<std::optional<std::string>> first(self->platform.actor);
     auto processing = self->platform.processor.process(std::move(raw), self->_mode.get());
     const auto running = startTask(self->platform.actor, pass(std::move(processing), first));
@@ -297,13 +300,16 @@ Task<std::string> MacDictationController::polishedText(Weak weakSelf, std::strin
     if (!self) co_return {};
     self->polishing.reset();
     self->_isPolishing.set(false);
-    co_return polished ? std::move(*polished) : std::move(fallback);
+    if (!polished || *polished == fallback.text) co_return fallback;
+    Dictated dictated{std::move(*polished)};
+    if (dictated.text != spoken) dictated.spoken = std::move(spoken);
+    co_return dictated;
 }
 
 Task<void> MacDictationController::finishRun(Weak weakSelf, std::int64_t generation) {
-    auto speaking = spokenText(weakSelf);
-    const auto text = co_await speaking;
-    const auto outcome = TranscriptOutcome::classify(text);
+    auto speaking = dictatedText(weakSelf);
+    auto dictated = co_await speaking;
+    const auto outcome = TranscriptOutcome::classify(dictated.text);
     const auto* present = outcome.presentText();
 
     auto self = weakSelf.lock();
@@ -318,7 +324,8 @@ Task<void> MacDictationController::finishRun(Weak weakSelf, std::int64_t generat
     }
     auto& actor = self->platform.actor;
     const Seconds textReady = actor.now();
-    const auto saving = self->save(*present);
+    dictated.text = *present;
+    const auto saving = self->save(dictated);
     self.reset();
     auto savingFirst = withDeadline(actor, savePatience, result(saving));
     (void)co_await savingFirst;
@@ -367,16 +374,16 @@ Task<std::string> MacDictationController::deliver(Weak weakSelf, std::string tex
 }
 
 /// In the background: whoever waits for the disk or the keyring sees no keys meanwhile.
-Completion<MacDictationController::Notice> MacDictationController::save(const std::string& text) {
+Completion<MacDictationController::Notice> MacDictationController::save(const Dictated& dictated) {
     const Completion<Notice> saving(platform.actor);
     const auto told = [weak = weak_from_this(), saving](
                           const DictationEntry& entry, Notice notice) {
         if (const auto self = weak.lock()) self->platform.onSaved(entry);
         saving.complete(std::move(notice));
     };
-    const auto append = [&actor = platform.actor, &history = platform.history, text,
+    const auto append = [&actor = platform.actor, &history = platform.history, dictated,
                             mode = _mode.get(), now = Date::now(), told] {
-        const auto entry = history.append(text, mode, now);
+        const auto entry = history.append(dictated.text, dictated.spoken, mode, now);
         const auto problem = history.problem();
         Notice notice;
         if (problem && !problem->isPartial())

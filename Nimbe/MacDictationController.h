@@ -20,7 +20,7 @@
 #include "NimbeEngine/Cleanup/MacCleanupPolicy.h"
 #include "NimbeEngine/Cleanup/TextProcessor.h"
 #include "NimbeEngine/Speech/DictationEngine.h"
-#include "NimbeKitCore/History/DictationHistory.h"
+#include "NimbeSync/HistoryLibrary.h"
 
 namespace nimbe {
 
@@ -45,7 +45,7 @@ public:
     struct Platform {
         MainActor& actor;
         DictationEngine& engine;
-        DictationHistory& history;
+        HistoryLibrary& history;
         AXInserter& inserter;
         Workspace& workspace;
         KeyboardShortcuts& shortcuts;
@@ -167,14 +167,18 @@ private:
     void showOutcome(const std::string& outcome);
     /// Absent: it was saved; else why not.
     using Notice = std::optional<std::string>;
-    [[nodiscard]] Completion<Notice> save(const std::string& text);
+    struct Dictated {
+        std::string text;
+        std::optional<std::string> spoken = {}; // as recognised, where it was polished
+    };
+    [[nodiscard]] Completion<Notice> save(const Dictated& dictated);
     [[nodiscard]] static Task<std::string> deliver(Weak weakSelf, std::string text);
     [[nodiscard]] static Task<void> startRun(Weak weakSelf, std::int64_t generation);
     [[nodiscard]] static Task<void> finishLater(Weak weakSelf, MainActor& actor, Seconds delay);
     [[nodiscard]] static Task<void> finishRun(Weak weakSelf, std::int64_t generation);
-    [[nodiscard]] static Task<std::string> spokenText(Weak weakSelf);
-    [[nodiscard]] static Task<std::string> finishedText(Weak weakSelf, std::string raw);
-    [[nodiscard]] static Task<std::string> polishedText(Weak weakSelf, std::string raw);
+    [[nodiscard]] static Task<Dictated> dictatedText(Weak weakSelf);
+    [[nodiscard]] static Task<Dictated> finishedText(Weak weakSelf, std::string raw);
+    [[nodiscard]] static Task<Dictated> polishedText(Weak weakSelf, std::string raw);
     bool skipPolishing();
     [[nodiscard]] MacCleanupPolicy::Path cleanupPath() const;
     [[nodiscard]] static Task<void> reset(Weak weakSelf, MainActor& actor, std::int64_t generation);

@@ -15,6 +15,7 @@
 #include "NimbeGround/Ground.h"
 #include "NimbeGround/LoadedInstance.h"
 #include "NimbeGround/ModuleLoader.h"
+#include "NimbeGround/SyncedStore.h"
 #include "NimbeShell/ShellLog.h"
 #include "PlatformLanguageModel/ChatCompletionsModel.h"
 #include "PlatformLog/JournalLog.h"
@@ -27,10 +28,14 @@ namespace {
 
 struct HistoryStack {
     explicit HistoryStack(Ground& ground)
-        : ground(ground), services{this->ground.history, embedder, writer, Calendar::user(),
-                              Date::now()} {}
+        : ground(ground), synced(ground, this->ground, false),
+          library(this->ground.history, ground.defaults,
+              [this](auto need) { return synced.open(need); }),
+          services{library, embedder, writer, Calendar::user(), Date::now()} {}
 
     HistoryGround ground;
+    SyncedStore synced;
+    HistoryLibrary library;
     UnavailableTextEmbedder embedder;
     AtomicFileWriter writer;
     HistoryServices services;

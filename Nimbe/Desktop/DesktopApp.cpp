@@ -20,7 +20,7 @@
 #include "NimbeEngine/Speech/SpeechModelAssets.h"
 #include "NimbeEngine/Transform/OnDeviceTransformer.h"
 #include "NimbeEngine/Transform/PromptFetcher.h"
-#include "NimbeGround/Ground.h"
+#include "NimbeGround/SyncedStore.h"
 #include "NimbeUI/DesktopUI.h"
 #include "NimbeUI/QuickCaptureHUD.h"
 #include "PlatformDesktop/BusRemoteClient.h"
@@ -136,9 +136,12 @@ class DesktopApp {
 public:
     DesktopApp(Ground& ground, QtMainActor& actor, BusRemoteControl& remote, Display& display,
         CrashSentinelController& sentinel, DocumentOpener& opener,
-        const DesktopModule::Launch& launch)
+        const DesktopModule::Launch& launch, bool isForcedLocalOnly)
         : ground(ground), actor(actor), remote(remote), sentinel(sentinel),
-          delegate(actor, ground.log), history(ground), hearing(ground, actor, launch.hearing),
+          delegate(actor, ground.log), history(ground), synced(ground, history, isForcedLocalOnly),
+          library(
+              history.history, ground.defaults, [this](auto need) { return synced.open(need); }),
+          hearing(ground, actor, launch.hearing),
           shortcuts(*display.hotKeys, ground.defaults, ground.log),
           inserter({actor, *display.poster, *display.workspace, *display.clipboard,
               *display.selection, *display.poster, ground.defaults, ground.log}),
@@ -160,7 +163,10 @@ public:
         isHidden = options.hidden;
         hearing.preload();
         // The history's first reading asks the keyring, which may take its time.
-        background.post([this] { (void)history.history.entries(); });
+        background.post([this] {
+            (void)history.history.entries();
+            library.fill();
+        });
         controller->start();
         phases = controller->_phase.observe([this](const auto&) { remote.statusChanged(); });
         remote.serve(
@@ -190,7 +196,9 @@ private:
     CrashSentinelController& sentinel;
     MacAppDelegate delegate;
     HistoryGround history;
-    SerialThread background; // uses the history
+    SyncedStore synced;
+    HistoryLibrary library;
+    SerialThread background; // uses the library
     Hearing hearing;
     KeyboardShortcuts shortcuts;
     AXInserter inserter;
@@ -244,10 +252,9 @@ private:
         const auto onSaved = [this](const DictationEntry& entry) {
             exporter->autoExport(entry);
         };
-        return {actor, hearing.engine, history.history, inserter, *display.workspace, shortcuts,
-            hud, sound, processor, ground.defaults, ground.log,
-            {actor, *display.keys, *display.keys, delegate}, doubleClickInterval, whenReady,
-            ownField, inBackground, prewarm, onSaved};
+        return {actor, hearing.engine, library, inserter, *display.workspace, shortcuts, hud, sound,
+            processor, ground.defaults, ground.log, {actor, *display.keys, *display.keys, delegate},
+            doubleClickInterval, whenReady, ownField, inBackground, prewarm, onSaved};
     }
 
     [[nodiscard]] DesktopServices services(Display& display) {
@@ -257,7 +264,7 @@ private:
         const auto inBackground = [this](std::function<void()> job) {
             background.post(std::move(job));
         };
-        return {actor, *controller, history.history, hearing.devices, shortcuts, keyNames, model,
+        return {actor, *controller, library, hearing.devices, shortcuts, keyNames, model,
             transformer, ground.defaults, *updates, sentinel, loginItem, *exporter, *clients,
             *display.clipboard, *display.workspace, surroundings, ground.log, quit, inBackground};
     }
@@ -363,7 +370,8 @@ int runDesktopApp(const DesktopModule::Launch& launch, DataFolders folders) {
     if (launch.options.resetOnboarding)
         (void)ground.defaults.remove(AppSettings::onboardingCompleted);
     launch.options.report(*log);
-    if (takeForceLocalOnlyOnce(ground.defaults))
+    const bool isForcedOnce = takeForceLocalOnlyOnce(ground.defaults);
+    if (isForcedOnce)
         Log(*log, "app").info("forceLocalOnlyOnce: this launch goes without the cloud");
 
     Display display(actor, *log);
@@ -375,7 +383,8 @@ int runDesktopApp(const DesktopModule::Launch& launch, DataFolders folders) {
     (void)std::atexit(endedByToolkit);
     int status = EXIT_SUCCESS;
     {
-        DesktopApp app(ground, actor, remote, display, sentinel, opener, launch);
+        DesktopApp app(ground, actor, remote, display, sentinel, opener, launch,
+            launch.options.forceLocalOnly || isForcedOnce);
         running = &app;
         app.start(launch.options);
         status = QApplication::exec();

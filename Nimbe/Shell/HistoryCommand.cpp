@@ -23,13 +23,13 @@ using Verb = HistoryOptions::Verb;
 class HistoryCommand {
 public:
     HistoryCommand(const HistoryOptions& options, const HistoryServices& services, Streams streams)
-        : options(options), history(services.history), services(services), streams(streams) {}
+        : options(options), library(services.library), services(services), streams(streams) {}
 
     [[nodiscard]] int run();
 
 private:
     const HistoryOptions& options;
-    DictationHistory& history;
+    HistoryLibrary& library;
     const HistoryServices& services;
     Streams streams;
 
@@ -48,7 +48,7 @@ private:
     [[nodiscard]] std::optional<UUID> restoreOne(const std::string& id);
     [[nodiscard]] std::optional<UUID> eraseOne(const std::string& id);
     [[nodiscard]] bool canRestore(const TrashedEntry& item);
-    [[nodiscard]] std::vector<TrashedEntry> trashedItems() { return history.trashed(services.now); }
+    [[nodiscard]] std::vector<TrashedEntry> trashedItems() { return library.trashed(services.now); }
 
     /// The record that the id names, or a message that none or several do.
     template <typename Record>
@@ -63,6 +63,8 @@ private:
     [[nodiscard]] bool hasProblem();
     /// The same, but a list that counts as empty stops no change.
     [[nodiscard]] bool isStopped();
+
+    bool isIncomplete = false; // what is beside the history could not be read: said at once
 };
 
 int HistoryCommand::fail(const std::string& message) {
@@ -77,20 +79,22 @@ int HistoryCommand::refuse(const std::string& message) {
 }
 
 int HistoryCommand::ended(const std::string& done) {
-    if (streams.output.flush()) return ExitCode::success;
+    if (streams.output.flush()) return isIncomplete ? ExitCode::failure : ExitCode::success;
     return fail("The output cannot be written." + done);
 }
 
 bool HistoryCommand::hasProblem() {
-    const auto problem = history.problem();
+    const auto problem = library.problem();
     if (!problem) return false;
     streams.output.flush();
     sayProblem(*problem, "nimbe history", streams.error);
-    return true;
+    if (problem->kind != HistoryProblem::Kind::syncedUnreadable) return true;
+    isIncomplete = true;
+    return false;
 }
 
 bool HistoryCommand::isStopped() {
-    return hasProblem() && !history.problem()->isPartial();
+    return hasProblem() && !library.problem()->isPartial();
 }
 
 template <typename Record>
@@ -125,7 +129,7 @@ int HistoryCommand::run() {
 }
 
 int HistoryCommand::list() {
-    auto entries = history.entries();
+    auto entries = library.feed().entries();
     if (hasProblem()) return ExitCode::failure;
     const bool isEmpty = entries.empty();
     if (options.limit && *options.limit < entries.size())
@@ -140,7 +144,7 @@ int HistoryCommand::list() {
 }
 
 int HistoryCommand::search() {
-    const auto entries = history.entries();
+    const auto entries = library.feed().entries();
     if (hasProblem()) return ExitCode::failure;
     SemanticIndex index(services.embedder);
     const auto found = index.ranked(options.query, entries, options.limit);
@@ -154,7 +158,7 @@ int HistoryCommand::search() {
 }
 
 int HistoryCommand::show() {
-    auto records = history.entries();
+    auto records = library.feed().entries();
     if (hasProblem()) return ExitCode::failure;
     for (const auto& item : trashedItems()) {
         const auto isThere = [&](const auto& entry) {
@@ -174,7 +178,7 @@ int HistoryCommand::show() {
 }
 
 int HistoryCommand::exportTo() {
-    const auto entries = history.entries();
+    const auto entries = library.feed().entries();
     if (hasProblem()) return ExitCode::failure;
     const fs::path folder = options.folder;
     const std::string shown = "\"" + options.folder + "\"";
@@ -208,7 +212,7 @@ int HistoryCommand::add() {
     if (text::trimmed(*text).empty()) return fail("There is no text on standard input.");
     const auto mode = dictationMode(options.mode);
     if (!mode) return refuse("There is no mode \"" + options.mode + "\".");
-    const auto entry = history.append(std::move(*text), *mode, services.now);
+    const auto entry = library.append(std::move(*text), std::nullopt, *mode, services.now);
     if (isStopped()) return fail("The text was not kept.");
     if (options.isJson)
         streams.output << historyText::json(entry) << "\n";
@@ -234,11 +238,11 @@ int HistoryCommand::forEachId(const char* done, Action action) {
 }
 
 std::optional<UUID> HistoryCommand::deleteOne(const std::string& id) {
-    const auto entries = history.entries();
+    const auto entries = library.feed().entries();
     if (hasProblem()) return std::nullopt;
     const auto* entry = find(entries, id, "");
     if (!entry) return std::nullopt;
-    history.deleteEntry(entry->id, services.now);
+    library.deleteEntry(entry->id, services.now);
     if (isStopped()) return std::nullopt;
     return entry->id;
 }
@@ -248,7 +252,7 @@ std::optional<UUID> HistoryCommand::restoreOne(const std::string& id) {
     if (isStopped()) return std::nullopt;
     const auto* item = find(items, id, " in Recently Deleted");
     if (!item || !canRestore(*item)) return std::nullopt;
-    const auto restored = history.restore(item->entry.id);
+    const auto restored = library.restore(item->entry.id);
     if (isStopped() || !restored) return std::nullopt;
     return restored->entry.id;
 }
@@ -256,12 +260,9 @@ std::optional<UUID> HistoryCommand::restoreOne(const std::string& id) {
 /// False, with a message, where taking an item out of the trash would lose it.
 bool HistoryCommand::canRestore(const TrashedEntry& item) {
     const auto id = item.entry.id.text();
-    if (item.wasSynced) {
-        (void)fail(id + " comes from the synced history. Restore it in the app.");
-        return false;
-    }
-    const auto entries = history.entries();
-    if (isStopped()) return false;
+    if (item.wasSynced || library.keepsAll()) return true;
+    const auto entries = library.local().entries();
+    if (library.local().problem()) return true; // the restoring says it
     if (entries.size() < DictationHistory::cap) return true;
     // It goes before the first that is not newer, and the last one goes.
     const bool hasPlace = std::any_of(entries.begin(), entries.end(),
@@ -280,7 +281,7 @@ std::optional<UUID> HistoryCommand::eraseOne(const std::string& id) {
     if (isStopped()) return std::nullopt;
     const auto* item = find(items, id, " in Recently Deleted");
     if (!item) return std::nullopt;
-    history.erase(item->entry.id);
+    library.erase(item->entry.id);
     if (hasProblem()) return std::nullopt;
     return item->entry.id;
 }
@@ -303,7 +304,7 @@ int HistoryCommand::empty() {
     const auto what = std::to_string(count) + (count == 1 ? " dictation" : " dictations");
     if (count > 0 && !options.isConfirmed)
         return refuse("This would delete " + what + " for good. Say so with --yes.");
-    history.emptyTrash();
+    library.emptyTrash();
     if (hasProblem()) return ExitCode::failure;
     if (options.isJson)
         streams.output << "{\"deleted\":" << count << "}\n";

@@ -6,9 +6,9 @@
 
 #include "Foundation/Calendar.h"
 #include "Foundation/FileWriter.h"
-#include "NimbeKitCore/History/DictationHistory.h"
 #include "NimbeKitCore/History/SemanticIndex.h"
 #include "NimbeShell/CommandLine.h"
+#include "NimbeSync/HistoryLibrary.h"
 
 namespace nimbe {
 
@@ -27,7 +27,7 @@ struct HistoryOptions {
 
 /// What the verbs of the history work on.
 struct HistoryServices {
-    DictationHistory& history;
+    HistoryLibrary& library;
     TextEmbedder& embedder;
     FileWriter& files;
     Calendar calendar;

@@ -17,6 +17,8 @@
 #include "NimbeEngine/Transform/PromptFetcher.h"
 #include "NimbeKitCore/DictationMode.h"
 #include "NimbeKitCore/Microphone/MicrophoneSelection.h"
+#include "NimbeSync/HistorySyncPrompt.h"
+#include "NimbeSync/PrivacySettings.h"
 
 namespace nimbe {
 namespace {
@@ -53,6 +55,12 @@ Refused refuseDeadline(const Value& value) {
 Refused refuseMode(const Value& value) {
     if (dictationMode(std::get<std::string>(value))) return std::nullopt;
     return "must be messaging, email, notes or coding.";
+}
+
+Refused refusePrivacy(const Value& value) {
+    const auto& given = std::get<std::string>(value);
+    if (given == rawValue(privacyMode(given))) return std::nullopt;
+    return "must be privateICloudSync or localOnly.";
 }
 
 Refused refuseModels(const Value& value) {
@@ -121,6 +129,10 @@ const std::vector<PublicSetting>& PublicSetting::all() {
         entry(MicrophoneSelection::selectedInput, "The microphone, by its ID in nimbe devices",
             refuseDevice),
         entry(speechModelBaseAddress, "Where speech models are downloaded from", refuseModels),
+        entry(HistorySyncPrompt::historyEnabled, "Keep all dictations, not the last hundred alone"),
+        entry(PrivacySettings::privacyMode,
+            "Whether a cloud of yours may mirror them: privateICloudSync or localOnly",
+            refusePrivacy),
         entry(ObsidianExporter::exportFolder, "Where dictations are exported to", refuseFolder),
         entry(ObsidianExporter::isAutomatic, "Export each dictation as it is made"),
         entry(UpdateChecker::automaticChecksEnabled, "Ask for newer builds once a day"),

@@ -87,7 +87,7 @@ private:
     [[nodiscard]] bool readNote(const std::string& id) {
         history = shell.history(streams.error);
         if (!history) return false;
-        const auto entries = history->history.entries();
+        const auto entries = history->library.feed().entries();
         if (hasProblem()) return false;
         const auto found = HistoryID::find(entries, id);
         if (!found) {
@@ -101,9 +101,9 @@ private:
     }
 
     [[nodiscard]] bool hasProblem() {
-        const auto problem = history->history.problem();
+        const auto problem = history->library.problem();
         if (problem) sayProblem(*problem, verb, streams.error);
-        return problem.has_value();
+        return problem && problem->kind != HistoryProblem::Kind::syncedUnreadable;
     }
 
     [[nodiscard]] Reshaped reshape(NoteTransform transform) {
@@ -168,12 +168,10 @@ private:
 
     /// False, with the reason: the note is as it was, or as somebody changed it meanwhile.
     [[nodiscard]] bool save(const std::string& text) {
-        auto& notes = history->history;
-        const auto entries = notes.entries();
-        const auto now = std::find_if(entries.begin(), entries.end(),
-            [&](const DictationEntry& entry) { return entry.id == *note; });
+        auto& notes = history->library;
+        const auto now = notes.entry(*note);
         bool isSaved = !hasProblem();
-        if (isSaved && now == entries.end()) {
+        if (isSaved && !now) {
             (void)fail("The note was deleted meanwhile.");
             isSaved = false;
         } else if (isSaved && now->text != source) {

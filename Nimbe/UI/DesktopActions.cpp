@@ -5,6 +5,7 @@
 #include "NimbeApp/AppSettings.h"
 #include "NimbeEngine/Cleanup/MacCleanupPolicy.h"
 #include "NimbeKitCore/Microphone/MicrophoneSelection.h"
+#include "NimbeSync/HistorySyncPrompt.h"
 
 namespace nimbe {
 
@@ -71,10 +72,33 @@ void DesktopActions::refreshHistory() {
         [this, reading] { take(std::move(*reading)); });
 }
 
-DesktopActions::Reading DesktopActions::read(DictationHistory& history) {
-    auto entries = history.entries();
+bool DesktopActions::setKeepsAll(bool keepsAll) {
+    // Whoever has chosen need not be asked.
+    const bool isStored = services.defaults.transaction([&] {
+        return services.defaults.set(HistorySyncPrompt::historyEnabled, keepsAll) &&
+               HistorySyncPrompt(services.defaults).dismiss();
+    });
+    if (isStored) fillHistory();
+    return isStored;
+}
+
+bool DesktopActions::answerKeepingAll(bool isWanted) {
+    HistorySyncPrompt prompt(services.defaults);
+    const bool isStored = isWanted ? prompt.accept() : prompt.dismiss();
+    if (isStored) fillHistory();
+    return isStored;
+}
+
+void DesktopActions::fillHistory() {
+    inBackground([&stored = services.history] { stored.fill(); });
+    refreshHistory();
+    tellLater();
+}
+
+DesktopActions::Reading DesktopActions::read(HistoryLibrary& history) {
+    auto feed = history.feed();
     const auto found = history.problem();
-    return {std::move(entries), found ? std::string(found->sentence) : std::string()};
+    return {std::move(feed).entries(), found ? std::string(found->sentence) : std::string()};
 }
 
 void DesktopActions::take(Reading reading) {
@@ -148,6 +172,7 @@ TrayMenu::Input DesktopActions::state() const {
     using Kind = LanguageModel::Availability::Kind;
     const auto model = services.model.availability().get().kind;
     const auto& update = services.updates._available.get();
+    const auto recent = std::min(history.size(), TrayMenu::mostRecent);
     return {
         .phase = services.dictation._phase.get(),
         .interaction = services.dictation._interaction.get(),
@@ -157,7 +182,7 @@ TrayMenu::Input DesktopActions::state() const {
         .preferredMicrophone = MicrophoneSelection::preferredUID(services.defaults),
         .isCleanupEnabled = services.defaults.get(MacCleanupPolicy::aiCleanupEnabled),
         .hasNoModel = model != Kind::available && model != Kind::unknown,
-        .recent = history,
+        .recent = {history.begin(), history.begin() + static_cast<std::ptrdiff_t>(recent)},
         .availableVersion = update ? std::optional(update->version) : std::nullopt,
         .crash = services.crashes._assessment.get(),
         .showsLocalOnlyNote = showsLocalOnlyNote,

@@ -25,6 +25,10 @@ public:
     void settingsChanged();
     /// Reads the history anew, in the background; historyChanged tells when it is there.
     void refreshHistory();
+    /// From now on, and what the history holds already. False: it could not be stored.
+    [[nodiscard]] bool setKeepsAll(bool keepsAll);
+    /// The answer to whether all are to be kept, which is asked once.
+    [[nodiscard]] bool answerKeepingAll(bool isWanted);
     /// Looks for the language model that the cleanup needs; not while that is off.
     void refreshModel();
     /// Work that may wait for the disk or the keyring, on the thread for that where there
@@ -57,11 +61,12 @@ private:
 
     void observe();
     void tellLater();
+    void fillHistory();
     struct Reading {
         std::vector<DictationEntry> entries;
         std::string problem;
     };
-    [[nodiscard]] static Reading read(DictationHistory& history);
+    [[nodiscard]] static Reading read(HistoryLibrary& history);
     void take(Reading reading);
     [[nodiscard]] static Task<void> write(Pasteboard& pasteboard, std::string text, Log log);
 };

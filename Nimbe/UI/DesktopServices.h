@@ -15,6 +15,7 @@
 #include "NimbeEngine/Audio/MacAudioDeviceStore.h"
 #include "NimbeEngine/Language/LanguageModel.h"
 #include "NimbeEngine/Transform/TransformProvider.h"
+#include "NimbeSync/HistoryLibrary.h"
 
 namespace nimbe {
 
@@ -22,7 +23,7 @@ namespace nimbe {
 struct DesktopServices {
     MainActor& actor;
     MacDictationController& dictation;
-    DictationHistory& history;
+    HistoryLibrary& history;
     MacAudioDeviceStore& microphones;
     KeyboardShortcuts& shortcuts;
     KeyNames& keys;

@@ -39,8 +39,19 @@ QHash<int, QByteArray> HistoryListModel::roleNames() const {
         {idRole, "entryID"}};
 }
 
-std::vector<HistoryListModel::Row> HistoryListModel::wanted() const {
-    const auto matching = HistoryFilter::matching(utf8(search), actions.entries());
+bool HistoryListModel::canFetchMore(const QModelIndex& parent) const {
+    return !parent.isValid() && hasMore;
+}
+
+void HistoryListModel::fetchMore(const QModelIndex& parent) {
+    if (!canFetchMore(parent)) return;
+    limit = rows.size() + pageLength;
+    refresh();
+}
+
+std::vector<HistoryListModel::Row> HistoryListModel::wanted(std::size_t most) const {
+    const auto matching =
+        HistoryFilter::matching(utf8(search), actions.entries(), Locale::forText(), most);
     std::vector<Row> result;
     for (const auto& section : NotesDayGrouping::sections(matching, now(), calendar))
         for (const auto& entry : section.entries) result.push_back({entry, section.title});
@@ -48,50 +59,63 @@ std::vector<HistoryListModel::Row> HistoryListModel::wanted() const {
 }
 
 /// Only what differs is told, so that the list stays where the reader is: a new entry at
-/// the front, one that is gone, other texts, or all.
+/// the front, one that is gone, more of them at the end, other texts, or all.
 void HistoryListModel::refresh() {
-    auto next = wanted();
+    auto next = wanted(limit + 1); // one more than is shown tells whether there are more
+    const auto size = rowCount();
+    const auto count = rows.size();
     const auto isSameNote = [](const Row& left, const Row& right) {
         return left.entry.id == right.entry.id && left.day == right.day;
     };
-    const auto size = static_cast<int>(rows.size());
-    if (next.size() == rows.size() + 1 && std::equal(rows.begin(), rows.end(), next.begin() + 1)) {
+    const auto gone = std::mismatch(rows.begin(), rows.end(), next.begin(), next.end()).first;
+    const auto at = gone - rows.begin();
+    const auto beginsWith = [](const auto& list, auto from, auto part, auto partEnd) {
+        return list.end() - from >= partEnd - part && std::equal(part, partEnd, from);
+    };
+    if (next.size() > count && beginsWith(next, next.begin() + 1, rows.begin(), rows.end())) {
         beginInsertRows({}, 0, 0);
-        rows = std::move(next);
+        limit = std::max(limit, count + 1);
+        rows = {next.begin(), next.begin() + static_cast<std::ptrdiff_t>(count) + 1};
         endInsertRows();
-    } else if (next.size() + 1 == rows.size()) {
-        const auto gone = std::mismatch(next.begin(), next.end(), rows.begin()).second;
-        const auto at = static_cast<int>(gone - rows.begin());
-        const bool isOnlyOne = std::equal(gone + 1, rows.end(), next.begin() + at, next.end());
-        if (isOnlyOne) {
-            beginRemoveRows({}, at, at);
-            rows = std::move(next);
-            endRemoveRows();
-        } else {
-            beginResetModel();
-            rows = std::move(next);
-            endResetModel();
-        }
-    } else if (std::equal(next.begin(), next.end(), rows.begin(), rows.end(), isSameNote)) {
+    } else if (next.size() >= count &&
+               std::equal(rows.begin(), rows.end(), next.begin(), isSameNote)) {
         for (int row = 0; row < size; ++row) {
             auto& shown = rows[static_cast<std::size_t>(row)];
-            auto& changed = next[static_cast<std::size_t>(row)];
+            const auto& changed = next[static_cast<std::size_t>(row)];
             if (shown == changed) continue;
-            shown = std::move(changed);
+            shown = changed;
             emit dataChanged(index(row), index(row));
         }
+    } else if (gone != rows.end() && beginsWith(next, next.begin() + at, gone + 1, rows.end())) {
+        beginRemoveRows({}, static_cast<int>(at), static_cast<int>(at));
+        rows.erase(gone);
+        endRemoveRows();
     } else {
         beginResetModel();
-        rows = std::move(next);
+        rows.clear();
         endResetModel();
     }
+    append(std::move(next));
     if (size != rowCount()) emit dataChanged(index(0), index(std::max(rowCount() - 1, 0)));
     emit summaryChanged();
+}
+
+/// What comes after the rows that are shown, as far as the limit goes.
+void HistoryListModel::append(std::vector<Row> next) {
+    const auto end = std::min(next.size(), limit);
+    if (end > rows.size()) {
+        beginInsertRows({}, rowCount(), static_cast<int>(end) - 1);
+        std::move(next.begin() + rowCount(), next.begin() + static_cast<std::ptrdiff_t>(end),
+            std::back_inserter(rows));
+        endInsertRows();
+    }
+    hasMore = next.size() > rows.size();
 }
 
 void HistoryListModel::setQuery(const QString& query) {
     if (query == search) return;
     search = query;
+    limit = pageLength;
     refresh();
 }
 
@@ -121,25 +145,44 @@ void HistoryListModel::copy(int row) {
 void HistoryListModel::remove(int row) {
     if (row < 0 || row >= rowCount()) return;
     const UUID id = rows[static_cast<std::size_t>(row)].entry.id;
-    auto& history = actions.all().history;
-    history.deleteEntry(id, now());
-    const auto failed = history.problem();
-    if (failed && !failed->isPartial())
-        say(tr("Not deleted. %1").arg(qtText(failed->sentence)));
-    else
-        say(tr("Moved to Recently Deleted."), id);
-    actions.refreshHistory();
+    const auto problem = std::make_shared<std::optional<HistoryProblem>>();
+    const std::weak_ptr<int> weak = alive;
+    const auto work = [id, problem, when = now(), &history = actions.all().history] {
+        history.deleteEntry(id, when);
+        *problem = history.problem();
+    };
+    actions.inBackground(work, [this, weak, id, problem] {
+        if (weak.expired()) return;
+        if (*problem && !(*problem)->isPartial())
+            say(tr("Not deleted. %1").arg(qtText((*problem)->sentence)));
+        else
+            say(tr("Moved to Recently Deleted."), id);
+        actions.refreshHistory();
+    });
 }
 
 void HistoryListModel::undo() {
     const auto what = std::exchange(undoable, {});
     forgetNotice();
-    if (const auto* deleted = std::get_if<UUID>(&what)) {
-        actions.all().history.restore(*deleted);
-        actions.refreshHistory();
-    } else if (const auto* edited = std::get_if<NoteWriter::Request>(&what)) {
+    if (const auto* deleted = std::get_if<UUID>(&what))
+        bringBack(*deleted);
+    else if (const auto* edited = std::get_if<NoteWriter::Request>(&what))
         takeBack(*edited);
-    }
+}
+
+void HistoryListModel::bringBack(const UUID& id) {
+    const auto problem = std::make_shared<std::optional<HistoryProblem>>();
+    const std::weak_ptr<int> weak = alive;
+    const auto work = [id, problem, &history = actions.all().history] {
+        (void)history.restore(id);
+        *problem = history.problem();
+    };
+    actions.inBackground(work, [this, weak, problem] {
+        if (weak.expired()) return;
+        if (*problem && !(*problem)->isPartial())
+            say(tr("Not undone. %1").arg(qtText((*problem)->sentence)));
+        actions.refreshHistory();
+    });
 }
 
 void HistoryListModel::takeBack(const NoteWriter::Request& request) {

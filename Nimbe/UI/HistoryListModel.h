@@ -30,6 +30,8 @@ public:
 
     // How long a notice stands, in seconds.
     static constexpr Seconds noticeDuration = 6;
+    // Rows that are made at a time, as the reader comes to them.
+    static constexpr std::size_t pageLength = 200;
 
     explicit HistoryListModel(DesktopActions& actions, Calendar calendar = Calendar::user(),
         std::function<Date()> now = Date::now);
@@ -37,6 +39,8 @@ public:
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
     [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
     [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
+    [[nodiscard]] bool canFetchMore(const QModelIndex& parent) const override;
+    void fetchMore(const QModelIndex& parent) override;
 
     [[nodiscard]] QString query() const { return search; }
     void setQuery(const QString& query);
@@ -76,6 +80,8 @@ private:
     std::function<Date()> now;
     QString search;
     std::vector<Row> rows;
+    std::size_t limit = pageLength; // of the rows
+    bool hasMore = false;
     std::set<UUID> expanded;
     QString said;
     Undoable undoable;
@@ -85,7 +91,9 @@ private:
     void say(const QString& text, Undoable undo = {});
     void takeBack(const NoteWriter::Request& request);
     void forgetNotice();
-    [[nodiscard]] std::vector<Row> wanted() const;
+    [[nodiscard]] std::vector<Row> wanted(std::size_t most) const;
+    void append(std::vector<Row> next);
+    void bringBack(const UUID& id);
 };
 
 } // namespace nimbe

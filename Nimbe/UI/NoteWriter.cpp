@@ -1,6 +1,5 @@
 #include "NimbeUI/NoteWriter.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace nimbe {
@@ -8,15 +7,7 @@ namespace {
 
 using Kind = NoteWriter::Outcome::Kind;
 
-std::optional<DictationEntry> find(DictationHistory& history, const UUID& id) {
-    auto entries = history.entries();
-    const auto found = std::find_if(
-        entries.begin(), entries.end(), [&](const auto& entry) { return entry.id == id; });
-    if (found == entries.end()) return std::nullopt;
-    return std::move(*found);
-}
-
-std::optional<NoteWriter::Outcome> problemOf(const DictationHistory& history) {
+std::optional<NoteWriter::Outcome> problemOf(const HistoryLibrary& history) {
     const auto problem = history.problem();
     if (!problem || problem->isPartial()) return std::nullopt;
     return NoteWriter::Outcome{.problem = std::string(problem->sentence)};
@@ -24,9 +15,9 @@ std::optional<NoteWriter::Outcome> problemOf(const DictationHistory& history) {
 
 } // namespace
 
-NoteWriter::Outcome NoteWriter::write(DictationHistory& history, const Request& request) {
+NoteWriter::Outcome NoteWriter::write(HistoryLibrary& history, const Request& request) {
     const auto& id = request.known.id;
-    auto found = find(history, id);
+    auto found = history.entry(id);
     if (const auto failed = problemOf(history)) return *failed;
     const bool isKnown = found && found->text == request.known.text;
     if (!isKnown && request.rule == Rule::asIs) {
@@ -34,19 +25,19 @@ NoteWriter::Outcome NoteWriter::write(DictationHistory& history, const Request& 
         return {.kind = kind, .entry = std::move(found)};
     }
     if (!isKnown && request.rule == Rule::beside) {
-        auto own = history.append(request.text, request.known.mode, request.now);
+        auto own = history.append(request.text, std::nullopt, request.known.mode, request.now);
         if (const auto failed = problemOf(history)) return *failed;
         return {.kind = Kind::stored, .entry = std::move(own)};
     }
     if (!found) {
         // From the trash with all that belongs to it, else from what the editor knows.
         (void)history.restore(id);
-        if (!find(history, id)) history.reinstate(request.known);
+        if (!history.entry(id)) history.reinstate(request.known);
         if (const auto failed = problemOf(history)) return *failed;
     }
     history.update(id, request.text);
     if (const auto failed = problemOf(history)) return *failed;
-    found = find(history, id);
+    found = history.entry(id);
     if (const auto failed = problemOf(history)) return *failed;
     if (!found) return {.kind = Kind::deleted};
     return {.kind = Kind::stored, .entry = std::move(found)};

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "NimbeKitCore/History/DictationHistory.h"
+#include "NimbeSync/HistoryLibrary.h"
 
 namespace nimbe {
 
@@ -33,7 +33,7 @@ struct NoteWriter {
         std::string problem = {};                 // for the user, one sentence; of a failure
     };
 
-    [[nodiscard]] static Outcome write(DictationHistory& history, const Request& request);
+    [[nodiscard]] static Outcome write(HistoryLibrary& history, const Request& request);
 };
 
 } // namespace nimbe

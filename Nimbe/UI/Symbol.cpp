@@ -93,6 +93,13 @@ void copySheets(QPainter& painter, const QColor& color) {
     stroke(painter, color, 1.7, rounded(8.2, 8.2, 11.8, 11.8, 2.4));
 }
 
+void archiveBox(QPainter& painter, const QColor& color) {
+    const auto lid = rounded(3, 4.2, 18, 4.6, 1.4);
+    const auto box = rounded(4.4, 10.2, 15.2, 10.2, 2);
+    painter.fillPath(lid, color);
+    fillWithout(painter, color, box, polyline({{9.8, 13.6}, {14.2, 13.6}}), 1.8);
+}
+
 void trashCan(QPainter& painter, const QColor& color) {
     QPainterPath path = polyline({{4.4, 6.4}, {19.6, 6.4}});
     path.addPath(polyline({{9.2, 6.2}, {9.8, 3.9}, {14.2, 3.9}, {14.8, 6.2}}));
@@ -244,11 +251,11 @@ struct Drawing {
 constexpr std::array drawings{Drawing{"checkmark.circle.fill", checkmarkCircle},
     Drawing{"exclamationmark.triangle.fill", exclamationTriangle},
     Drawing{"arrow.down.circle.fill", arrowDownCircle}, Drawing{"magnifyingglass", magnifier},
-    Drawing{"doc.on.doc", copySheets}, Drawing{"trash", trashCan}, Drawing{"xmark", cross},
-    Drawing{"chevron.down", chevronDown}, Drawing{"chevron.left", chevronLeft},
-    Drawing{"checkmark", check}, Drawing{"slider.horizontal", sliders},
-    Drawing{"waveform", waveform}, Drawing{"mic.fill", microphone},
-    Drawing{"checkmark.circle", checkmarkRing},
+    Drawing{"archivebox.fill", archiveBox}, Drawing{"doc.on.doc", copySheets},
+    Drawing{"trash", trashCan}, Drawing{"xmark", cross}, Drawing{"chevron.down", chevronDown},
+    Drawing{"chevron.left", chevronLeft}, Drawing{"checkmark", check},
+    Drawing{"slider.horizontal", sliders}, Drawing{"waveform", waveform},
+    Drawing{"mic.fill", microphone}, Drawing{"checkmark.circle", checkmarkRing},
     Drawing{"arrow.down.right.and.arrow.up.left", inward}, Drawing{"envelope", envelope},
     Drawing{"list.bullet", bulletList}, Drawing{"wand.and.stars", wandAndStars},
     Drawing{"pencil", pencil}, Drawing{"arrow.uturn.backward", arrowBack},

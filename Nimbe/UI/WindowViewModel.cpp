@@ -2,6 +2,7 @@
 
 #include "NimbeApp/AppSettings.h"
 #include "NimbeApp/InsertSettings.h"
+#include "NimbeSync/HistorySyncPrompt.h"
 #include "NimbeUI/QtText.h"
 
 namespace nimbe {
@@ -183,6 +184,22 @@ void WindowViewModel::chooseExportFolder() {
 
 void WindowViewModel::clearExportFolder() {
     exporter().clearFolder();
+}
+
+bool WindowViewModel::keepsAll() const {
+    return actions.all().defaults.get(HistorySyncPrompt::historyEnabled);
+}
+
+void WindowViewModel::setKeepsAll(bool isOn) {
+    store(actions.setKeepsAll(isOn));
+}
+
+bool WindowViewModel::offersKeepingAll() const {
+    return !actions.entries().empty() && HistorySyncPrompt(actions.all().defaults).isOffered();
+}
+
+void WindowViewModel::answerKeepingAll(bool isWanted) {
+    store(actions.answerKeepingAll(isWanted));
 }
 
 void WindowViewModel::exportAll() {

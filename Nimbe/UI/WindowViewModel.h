@@ -35,6 +35,8 @@ class WindowViewModel : public QObject {
     Q_PROPERTY(QString exportFolder READ exportFolder NOTIFY changed)
     Q_PROPERTY(QString exportResult READ exportResult NOTIFY changed)
     Q_PROPERTY(bool autoExport READ autoExport WRITE setAutoExport NOTIFY changed)
+    Q_PROPERTY(bool keepsAll READ keepsAll WRITE setKeepsAll NOTIFY changed)
+    Q_PROPERTY(bool offersKeepingAll READ offersKeepingAll NOTIFY changed)
     Q_PROPERTY(QString problem READ problem NOTIFY changed)
     Q_PROPERTY(QString heard READ heard NOTIFY heardChanged)
 
@@ -70,6 +72,10 @@ public:
     [[nodiscard]] QString exportResult() const; // of the last export; may be empty
     [[nodiscard]] bool autoExport() const;
     void setAutoExport(bool isOn);
+    [[nodiscard]] bool keepsAll() const;
+    void setKeepsAll(bool isOn);
+    /// Once there are dictations, until it is answered.
+    [[nodiscard]] bool offersKeepingAll() const;
     /// A setting that could not be stored.
     [[nodiscard]] QString problem() const { return failure; }
     /// What was dictated into the welcome page last.
@@ -87,6 +93,7 @@ public:
     Q_INVOKABLE void dismissCrash();
     Q_INVOKABLE void openDownloadPage();
     Q_INVOKABLE void selectMicrophone(int index);
+    Q_INVOKABLE void answerKeepingAll(bool isWanted);
     Q_INVOKABLE void chooseExportFolder();
     Q_INVOKABLE void clearExportFolder();
     Q_INVOKABLE void exportAll();

@@ -103,6 +103,10 @@ struct UIScene {
     SilentSound sound;
     FakeTextProcessor processor;
     DictationHistory history{defaults, log};
+    SyncStore* syncStore = nullptr; // where a test gives one
+    HistoryLibrary library{history, defaults, [this](auto) {
+                               return HistoryLibrary::Synced{syncStore};
+                           }};
     FakeAudioInput& input;
     MacAudioDeviceStore microphones{actor, input, defaults, log};
     FakeKeyNames keyNames;
@@ -118,7 +122,7 @@ struct UIScene {
     std::shared_ptr<UpdateChecker> updates =
         UpdateChecker::create({actor, http, defaults, opener, log, BuildStamp{"0.1.0", "1"}});
     std::shared_ptr<MacDictationController> dictation =
-        MacDictationController::create({actor, engine, history, inserter, workspace, shortcuts, hud,
+        MacDictationController::create({actor, engine, library, inserter, workspace, shortcuts, hud,
             sound, processor, defaults, log, {actor, keys, trust, launch}, [] { return 0.4; },
             [](const std::function<void()>& ready) {
                 ready();
@@ -133,7 +137,7 @@ struct UIScene {
     int quits = 0;
 
     [[nodiscard]] DesktopServices services() {
-        return {actor, *dictation, history, microphones, shortcuts, keyNames, model, transforms,
+        return {actor, *dictation, library, microphones, shortcuts, keyNames, model, transforms,
             defaults, *updates, crashes, loginItem, *exporter, *clients, pasteboard, workspace,
             surroundings, log, [this] {
                 ++quits;

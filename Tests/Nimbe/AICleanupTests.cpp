@@ -1,6 +1,8 @@
 #include "DictationScene.h"
 #include "NimbeApp/AppSettings.h"
 #include "NimbeApp/MacAppDelegate.h"
+#include "NimbeSync/HistorySyncPrompt.h"
+#include "NimbeSync/MemorySyncDatabase.h"
 
 namespace nimbe {
 namespace {
@@ -41,6 +43,31 @@ TEST_F(AICleanupTest, thePolishedTextIsDeliveredAndKept) {
     ASSERT_EQ(processor.given.size(), 1U);
     EXPECT_EQ(processor.given[0].first, "um hello new line there") << "as it was heard";
     EXPECT_EQ(processor.given[0].second, DictationMode::email);
+}
+
+TEST_F(AICleanupTest, whatWasSaidIsKeptBesideWhatBecameOfIt) {
+    MemorySyncDatabase database;
+    InMemoryTranscriptKeyStore keys;
+    TranscriptKey key(keys, TranscriptKey::Use::readAndMake, log);
+    SyncStore store(database, key, log);
+    syncStore = &store;
+    ASSERT_TRUE(defaults.set(HistorySyncPrompt::historyEnabled, true));
+    choose("email");
+    startWithChord();
+    processor.answers = {"Hello,\nthere."};
+    dictate();
+    ASSERT_EQ(store.transcripts().size(), 1U);
+    const auto kept = store.transcripts()[0];
+    EXPECT_EQ(kept.id, history.entries()[0].id);
+    EXPECT_EQ(kept.text, "Hello,\nthere.");
+    EXPECT_EQ(kept.originalText, "um hello new line there");
+    EXPECT_EQ(kept.mode, "email");
+
+    actor.advance(5);
+    ASSERT_TRUE(defaults.set(MacCleanupPolicy::aiCleanupEnabled, false));
+    dictate();
+    ASSERT_EQ(store.transcripts().size(), 2U);
+    EXPECT_EQ(store.transcripts()[0].originalText, std::nullopt) << "no model, no original";
 }
 
 TEST_F(AICleanupTest, whichWayATextTakes) {

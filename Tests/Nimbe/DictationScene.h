@@ -48,6 +48,10 @@ struct DictationScene {
     AudioCapture capture{input, converters, defaults, log};
     DictationEngine engine{actor, capture, speech, assets, log};
     DictationHistory history{defaults, log};
+    SyncStore* syncStore = nullptr; // where a test gives one
+    HistoryLibrary library{history, defaults, [this](auto) {
+                               return HistoryLibrary::Synced{syncStore};
+                           }};
     FakeAccessibilityTrust trust;
     FakeApplicationLaunch launch;
     FakeKeyEventSource keys;
@@ -86,7 +90,7 @@ struct DictationScene {
     }
     void start() {
         controller = MacDictationController::create(
-            {actor, engine, history, inserter, workspace, shortcuts, hud, sound, processor,
+            {actor, engine, library, inserter, workspace, shortcuts, hud, sound, processor,
                 defaults, log, {actor, keys, trust, launch}, [] { return 0.4; },
                 [this](std::function<void()> ready) {
                     if (isModelReady)

@@ -134,6 +134,7 @@ TEST(HistoryCommand, whatWouldBeAmbiguousOrLostIsRefused) {
     MemoryUserDefaults defaults;
     FakeLogSink log;
     DictationHistory history(defaults, log);
+    HistoryLibrary library(history, defaults, [](auto) { return HistoryLibrary::Synced(); });
     UnavailableTextEmbedder embedder;
     AtomicFileWriter files;
     const auto entryOf = [](const char* id) {
@@ -157,7 +158,7 @@ TEST(HistoryCommand, whatWouldBeAmbiguousOrLostIsRefused) {
         {Verb::show, "4f1c09ab", "Several dictations begin with 4f1c09ab. Give more of the id."},
         {Verb::deleteIds, "4F1C09AB-0000", "Several dictations"},
         {Verb::show, "4f1c09ab-0000-4000-8000-000000000002", ""},
-        {Verb::restore, "6F1C", "comes from the synced history. Restore it in the app."},
+        {Verb::restore, "6F1C", "The synced history can't be reached."},
         {Verb::restore, "5F1C", ""},
     };
     for (const auto& c : cases) {
@@ -168,7 +169,7 @@ TEST(HistoryCommand, whatWouldBeAmbiguousOrLostIsRefused) {
         options.verb = c.verb;
         options.ids = {c.id};
         const int code =
-            runHistory(options, {history, embedder, files, Calendar({"en_US"}, "UTC"), Date{9}},
+            runHistory(options, {library, embedder, files, Calendar({"en_US"}, "UTC"), Date{9}},
                 {input, output, error});
         EXPECT_EQ(code, *c.message == '\0' ? 0 : 1) << error.str();
         EXPECT_NE(error.str().find(c.message), std::string::npos) << error.str();
@@ -182,6 +183,38 @@ TEST_F(HistoryCommandTest, oldDictationsAreNotRestoredIntoNothing) {
     EXPECT_EQ(run({"delete", first}).exitCode, 0);
     for (int i = 0; i < 100; ++i) add("more");
     expectFailure(run({"restore", first}), 1, "older than the hundred dictations");
+    EXPECT_EQ(json({"trash"}).asArray()->size(), 1U);
+}
+
+TEST_F(HistoryCommandTest, allAreKeptWhereThatIsWanted) {
+    const auto file = folder.path / "data" / "sync.sqlite";
+    const auto before = add("before");
+    EXPECT_FALSE(fs::exists(file)) << "nobody asked for it";
+    const auto set =
+        Process::run({NIMBE_EXECUTABLE, "settings", "set", "historyEnabled", "on"}, "");
+    EXPECT_EQ(set.exitCode, 0) << set.error;
+    const auto first = add("first of many, Zo\xC3\xAB");
+    for (int i = 0; i < 100; ++i) add("more");
+    EXPECT_EQ(json({"list"}).asArray()->size(), 102U);
+    EXPECT_EQ(json({"search", "ZO\xC3\x8B"}).asArray()->size(), 1U);
+    EXPECT_EQ(output({"show", before}), "before\n");
+    EXPECT_EQ(run({"delete", first, before}).exitCode, 0);
+    EXPECT_EQ(json({"list"}).asArray()->size(), 100U);
+    EXPECT_EQ(output({"restore", first}), "Restored: " + first + "\n");
+    EXPECT_EQ(output({"show", first}), "first of many, Zo\xC3\xAB\n");
+    EXPECT_EQ(output({"export", (folder.path / "vault").string()}), "Exported 101 notes.\n");
+
+    // Of a newer version: the hundred are shown, and what is missing is said.
+    {
+        std::fstream header(file, std::ios::binary | std::ios::in | std::ios::out);
+        header.seekp(63); // the last byte of SQLite's user_version
+        header.put('\x63');
+    }
+    const auto process = run({"list", "--json"});
+    EXPECT_EQ(Json::parse(process.output).value().asArray()->size(), 100U);
+    constexpr const char* newer = "The synced history is of a newer version of Nimbe.";
+    expectFailure(process, 1, newer);
+    expectFailure(run({"restore", before}), 1, newer);
     EXPECT_EQ(json({"trash"}).asArray()->size(), 1U);
 }
 

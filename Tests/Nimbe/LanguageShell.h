@@ -30,9 +30,12 @@ protected:
     MemoryUserDefaults defaults;
     FakeLogSink log;
     DictationHistory notes{defaults, log};
+    HistoryLibrary library{notes, defaults, [](auto) {
+                               return HistoryLibrary::Synced();
+                           }};
     UnavailableTextEmbedder embedder;
     AtomicFileWriter writer;
-    HistoryServices historyServices{notes, embedder, writer, Calendar::user(), Date::now()};
+    HistoryServices historyServices{library, embedder, writer, Calendar::user(), Date::now()};
     RunLoop loop;
     std::function<void()> whenAsked; // while the verb begins to wait
     bool isInterrupted = false;      // when the first partial texts are there

@@ -194,6 +194,23 @@ FocusScope {
             }
         }
         Banner {
+            visible: root.model.offersKeepingAll && root.isHistory
+            width: parent.width
+            symbol: "archivebox.fill"
+            text: "Keep every dictation?"
+            note: "Nimbe keeps the last 100. It can keep all of them, encrypted, on this computer, "
+                  + "for you and the AI clients that you connect to search."
+
+            PushButton {
+                text: "Keep all"
+                onClicked: root.model.answerKeepingAll(true)
+            }
+            PushButton {
+                text: "Not now"
+                onClicked: root.model.answerKeepingAll(false)
+            }
+        }
+        Banner {
             visible: root.history.problem.length > 0 && root.isHistory
             width: parent.width
             symbol: "exclamationmark.triangle.fill"

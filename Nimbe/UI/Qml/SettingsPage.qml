@@ -210,6 +210,24 @@ Flickable {
         }
 
         Group {
+            title: "History"
+
+            SettingRow {
+                title: "Keep every dictation"
+                detail: page.model.keepsAll
+                        ? "Encrypted, on this computer. Turned off, what is kept stays until you delete it."
+                        : "Encrypted, on this computer. Otherwise the last 100 are kept."
+                last: true
+
+                Toggle {
+                    text: "Keep every dictation"
+                    checked: page.model.keepsAll
+                    onToggled: page.model.keepsAll = checked
+                }
+            }
+        }
+
+        Group {
             title: "Markdown export"
 
             SettingRow {

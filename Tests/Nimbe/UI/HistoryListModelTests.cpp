@@ -2,6 +2,7 @@
 
 #include "Fakes/FakeCaptureHUD.h"
 #include "Fakes/ManualMainActor.h"
+#include "NimbeSync/MemorySyncDatabase.h"
 #include "NimbeUI/HistoryListModel.h"
 #include "NimbeUI/QtText.h"
 #include "UIScene.h"
@@ -118,6 +119,44 @@ TEST_F(HistoryListModelTest, whatCannotBeDeletedStaysAndIsSaid) {
     EXPECT_EQ(model->rowCount(), 1);
     EXPECT_EQ(utf8(model->notice()).find("Not deleted. "), 0U) << utf8(model->notice());
     EXPECT_FALSE(model->canUndo());
+}
+
+TEST_F(HistoryListModelTest, aLongListComesAsTheReaderGoes) {
+    MemorySyncDatabase database;
+    InMemoryTranscriptKeyStore keys;
+    TranscriptKey key(keys, TranscriptKey::Use::readAndMake, scene.log);
+    SyncStore store(database, key, scene.log);
+    scene.syncStore = &store;
+    constexpr int page = HistoryListModel::pageLength;
+    for (int i = 0; i < 2 * page + 1; ++i)
+        store.insert("Note " + std::to_string(i), {}, now + -60.0 * i, "notes", UUID::random());
+    open();
+    int resets = 0;
+    QObject::connect(model.get(), &QAbstractItemModel::modelReset, [&] { ++resets; });
+    const auto expectRows = [&](int count, const std::string& first, const char* what) {
+        EXPECT_EQ(model->rowCount(), count) << what;
+        const auto text = model->index(0).data(HistoryListModel::textRole).toString();
+        EXPECT_EQ(utf8(text), first) << what;
+    };
+    expectRows(page, "Note 0", "one page");
+    say("New.", -60);
+    actions->refreshHistory();
+    expectRows(page + 1, "New.", "a new one pushes none out");
+    model->remove(0);
+    model->remove(0);
+    expectRows(page + 1, "Note 1", "and one that goes makes room for the next");
+    ASSERT_TRUE(model->canFetchMore({}));
+    model->fetchMore({});
+    EXPECT_FALSE(model->canFetchMore({}));
+    expectRows(2 * page, "Note 1", "all");
+    EXPECT_EQ(resets, 0) << "the list stays where the reader is";
+    EXPECT_EQ(scene.history.trashed(now).size(), 2U);
+
+    model->setQuery("note " + QString::number(2 * page));
+    expectRows(1, "Note " + std::to_string(2 * page), "the oldest is found");
+    model->setQuery("");
+    expectRows(page, "Note 1", "from the start");
+    EXPECT_TRUE(model->canFetchMore({}));
 }
 
 TEST_F(HistoryListModelTest, copiesTheWholeText) {

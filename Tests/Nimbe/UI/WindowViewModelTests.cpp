@@ -38,6 +38,25 @@ TEST_F(WindowViewModelTest, theFirstRunStaysUntilItIsDone) {
     EXPECT_EQ(utf8(next.page()), "history");
 }
 
+TEST_F(WindowViewModelTest, keepingAllIsOfferedOnce) {
+    WindowViewModel model(actions, theme);
+    EXPECT_FALSE(model.offersKeepingAll()) << "there is nothing to keep";
+    (void)scene.history.append("Hello there.", DictationMode::notes, Date::now());
+    actions.refreshHistory();
+    EXPECT_TRUE(model.offersKeepingAll());
+    below.defaults.refusesWrites = true;
+    model.answerKeepingAll(true);
+    EXPECT_NE(utf8(model.problem()), "");
+    EXPECT_TRUE(model.offersKeepingAll()) << "the answer was not stored";
+    below.defaults.refusesWrites = false;
+    model.answerKeepingAll(false);
+    EXPECT_EQ(utf8(model.problem()), "");
+    EXPECT_FALSE(model.offersKeepingAll());
+    EXPECT_FALSE(model.keepsAll());
+    model.setKeepsAll(true);
+    EXPECT_TRUE(model.keepsAll());
+}
+
 TEST_F(WindowViewModelTest, aChosenMicrophoneThatIsGoneStaysVisible) {
     below.input.present = {{"usb", "Blue Yeti"}};
     scene.microphones.refresh();
