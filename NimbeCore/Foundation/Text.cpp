@@ -126,16 +126,34 @@ bool isAllAscii(std::string_view utf8) {
     return all < 0x80;
 }
 
-std::u16string foldedCase(std::string_view utf8, bool isTurkic) {
+/// With accents composed. Where more marks than this follow each other, ICU would sort them
+/// in quadratic time; no writing has more than 30 (https://www.unicode.org/reports/tr15,
+/// "Stream-Safe Text Format"), and what has is composed in pieces.
+icu::UnicodeString composed(const icu::UnicodeString& text) {
+    constexpr int mostMarks = 30;
     UErrorCode error = U_ZERO_ERROR;
     const auto* composing = icu::Normalizer2::getNFCInstance(error);
     if (U_FAILURE(error)) std::abort(); // ICU without its data
+    std::int32_t begin = composing->spanQuickCheckYes(text, error);
+    if (begin == text.length()) return text;
+    icu::UnicodeString result(text, 0, begin);
+    int marks = 0;
+    for (std::int32_t at = begin; at < text.length(); at = text.moveIndex32(at, 1)) {
+        marks = composing->hasBoundaryBefore(text.char32At(at)) ? 0 : marks + 1;
+        if (marks <= mostMarks) continue;
+        result += composing->normalize(text.tempSubStringBetween(begin, at), error);
+        begin = at;
+        marks = 1;
+    }
+    return result += composing->normalize(text.tempSubString(begin), error);
+}
+
+std::u16string foldedCase(std::string_view utf8, bool isTurkic) {
     // Composed, so that a plain letter is not found in an accented one.
-    auto text = icu::UnicodeString::fromUTF8(
-        icu::StringPiece(utf8.data(), static_cast<int32_t>(utf8.size())));
-    text = composing->normalize(text, error);
+    auto text = composed(icu::UnicodeString::fromUTF8(
+        icu::StringPiece(utf8.data(), static_cast<int32_t>(utf8.size()))));
     text.foldCase(isTurkic ? U_FOLD_CASE_EXCLUDE_SPECIAL_I : U_FOLD_CASE_DEFAULT);
-    text = composing->normalize(text, error);
+    text = composed(text);
     return {text.getBuffer(), static_cast<std::size_t>(text.length())};
 }
 
@@ -268,11 +286,8 @@ void appendLowerCase(std::string& to, std::string_view utf8) {
     if (all < 0x80) return;
     to.resize(begin);
     const auto lower = lowerCase(std::u16string_view(toUtf16(utf8).text));
-    UErrorCode error = U_ZERO_ERROR;
-    const auto* composing = icu::Normalizer2::getNFCInstance(error);
-    if (U_FAILURE(error)) std::abort(); // ICU without its data
-    const auto composed = composing->normalize(aliased(lower), error);
-    to += toUtf8({composed.getBuffer(), static_cast<std::size_t>(composed.length())});
+    const auto result = composed(aliased(lower));
+    to += toUtf8({result.getBuffer(), static_cast<std::size_t>(result.length())});
 }
 
 std::string lowerCase(std::string_view utf8) {

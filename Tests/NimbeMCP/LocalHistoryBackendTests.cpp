@@ -65,6 +65,7 @@ TEST(LocalHistoryBackend, everyWordOfTheQueryStandsInTheText) {
         {"no word spans a line break", "λαιτ", ""},
         {"a sign", "-", "D"},
         {"a NUL byte", std::string("ni\0ne", 5), ""},
+        {"a million marks out of their order", "e" + repeated("\u0301\u0323", 500'000), ""},
         {"a very long word", repeated("nine", 100'000), ""},
         {"very many words", repeated("nine e ", 150'000), "ABD"},
     };
