@@ -42,6 +42,7 @@ bool MCPStdioLoop::take(std::string_view bytes) {
 }
 
 bool MCPStdioLoop::answer(std::string_view line) {
+    if (line.ends_with('\r')) line.remove_suffix(1);
     if (const auto reply = server.handle(line)) {
         answers += *reply;
         answers += '\n';

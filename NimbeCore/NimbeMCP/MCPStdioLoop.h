@@ -23,8 +23,9 @@ public:
     virtual void memoryBecameFree() = 0;
 };
 
-/// Lines in, lines out, in their order. A line may have any length; an empty one is passed
-/// over, and the last one counts without its line break too.
+/// Lines in, lines out, in their order. A line may have any length and end in a carriage
+/// return and a line feed; an empty one is passed over, and the last one counts without its
+/// line break too.
 class MCPStdioLoop {
 public:
     MCPStdioLoop(MCPServer& server, ByteChannel& channel) : server(server), channel(channel) {}

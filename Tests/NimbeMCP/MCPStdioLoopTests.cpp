@@ -71,6 +71,7 @@ TEST_F(MCPStdioLoopTest, linesAreAnsweredInTheirOrderHoweverTheyCome) {
     EXPECT_EQ(run(bytes), answers);
     EXPECT_EQ(run({ping("1") + "\n" + ping("2")}), pong("1") + pong("2")) << "no last line break";
     EXPECT_EQ(run({"\n\n"}), "");
+    EXPECT_EQ(run({ping("1") + "\r\n\r", "\n\r\n" + ping("2") + "\r\n\r"}), pong("1") + pong("2"));
     EXPECT_EQ(run({}), "");
 }
 
