@@ -24,7 +24,7 @@ const MemoryRecords records{
 std::string plainSearch(const Json& arguments) {
     const auto words = text::words(text::lowerCase(*arguments.member("query")->asString()));
     const auto* limit = arguments.member("limit");
-    auto left = limit ? limit->asInteger().value_or(10) : 10;
+    auto left = limit && limit->asNumber() ? limit->asInteger().value() : 10;
     std::string ids;
     for (const auto& record : records) {
         const auto lower = text::lowerCase(record.text);
@@ -47,6 +47,8 @@ void checkTool(const Json& request, const Json& result) {
     if (!found || arguments->member("since") || arguments->member("until") ||
         arguments->member("mode"))
         return;
+    const auto* limit = arguments->member("limit");
+    if (limit && limit->asNumber() && !limit->asInteger()) return; // 10.0 is one, 0.5 is not
     std::string ids;
     for (const auto& hit : *found->asArray()) ids += *hit.member("id")->asString();
     check(ids == plainSearch(*arguments), "what is found is what a plain search finds");

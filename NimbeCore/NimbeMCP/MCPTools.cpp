@@ -2,6 +2,7 @@
 
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <optional>
 
 #include "Foundation/ISO8601.h"
@@ -67,9 +68,15 @@ const std::string* stringIn(const Json& arguments, std::string_view name) {
     return value ? value->asString() : nullptr;
 }
 
+/// Whole numbers however they are written: 10.0 and 1e1 are integers by JSON Schema, and some
+/// clients write every number so.
 std::int64_t integerIn(const Json& arguments, std::string_view name, std::int64_t otherwise) {
     const auto* value = arguments.member(name);
-    return value ? value->asInteger().value_or(otherwise) : otherwise;
+    if (!value) return otherwise;
+    if (const auto integer = value->asInteger()) return *integer;
+    const auto number = value->asDouble();
+    const bool isWhole = number && std::trunc(*number) == *number && std::abs(*number) < 0x1p63;
+    return isWhole ? static_cast<std::int64_t>(*number) : otherwise;
 }
 
 std::optional<Date> dateIn(const Json& arguments, std::string_view name) {

@@ -103,13 +103,17 @@ TEST_F(MCPToolsTest, callsThatCannotBeServedSayWhy) {
 }
 
 TEST_F(MCPToolsTest, optionalArgumentsOfAnotherTypeCountAsAbsent) {
-    const std::string_view noIntegers[] = {"\"7\"", "7.0", "7e0", "true", "null", "[7]", "{}",
-        "9223372036854775808", "-9223372036854775809", "1e400"};
+    const std::string_view noIntegers[] = {"\"7\"", "7.5", "7e-1", "true", "null", "[7]", "{}",
+        "9223372036854775808", "-9223372036854775809", "1e400", "1e-400"};
     for (const auto value : noIntegers) {
         const auto limit = R"("limit":)" + std::string(value) + "}";
         EXPECT_EQ(count("search_dictations", R"({"query":"",)" + limit), 10U) << value;
         EXPECT_EQ(count("list_dictations", "{" + limit), 20U) << value;
     }
+    for (const std::string limit : {"7", "7.0", "7e0", "0.7E+1", "70e-1"})
+        EXPECT_EQ(count("list_dictations", R"({"limit":)" + limit + "}"), 7U) << limit;
+    EXPECT_EQ(count("list_dictations", R"({"limit":1e18})"), 45U);
+    EXPECT_EQ(count("list_dictations", R"({"limit":-0.0})"), 0U);
     const std::string_view noStrings[] = {"7", "true", "null", R"(["2026-02-28T20:26:30Z"])", "{}"};
     for (const auto value : noStrings)
         for (const std::string name : {"since", "until", "mode", "cursor"}) {
