@@ -285,7 +285,8 @@ void appendLowerCase(std::string& to, std::string_view utf8) {
     }
     if (all < 0x80) return;
     to.resize(begin);
-    const auto lower = lowerCase(std::u16string_view(toUtf16(utf8).text));
+    auto lower = lowerCase(std::u16string_view(toUtf16(utf8).text));
+    std::replace(lower.begin(), lower.end(), u'\u03C2', u'\u03C3');
     const auto result = composed(aliased(lower));
     to += toUtf8({result.getBuffer(), static_cast<std::size_t>(result.length())});
 }

@@ -53,7 +53,8 @@ void trim(std::u16string& text);
 [[nodiscard]] std::u16string lowerCase(std::u16string_view text);
 
 /// The same for UTF-8, and with accents composed (NFC), so that texts which look alike
-/// are alike.
+/// are alike; a sigma has its usual form at the end of a word too, so that a part of a word
+/// is one.
 [[nodiscard]] std::string lowerCase(std::string_view utf8);
 void appendLowerCase(std::string& to, std::string_view utf8);
 

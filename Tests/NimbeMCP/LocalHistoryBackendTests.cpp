@@ -61,6 +61,7 @@ TEST(LocalHistoryBackend, everyWordOfTheQueryStandsInTheText) {
         {"however it is written", "café", "AC"},
         {"the last s of a Greek word", "οδυσσευς", "D"},
         {"and upper case", "ΟΔΥΣΣΕΥΣ", "D"},
+        {"its first letters, which end in another s", "ΟΔΥΣ", "D"},
         {"a word does not reach into the next text", "nine strasse", "B"},
         {"no word spans a line break", "λαιτ", ""},
         {"a sign", "-", "D"},
