@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "Foundation/Text.h"
-#include "NimbeKitCore/MCPClientConfig.h"
 
 namespace nimbe {
 namespace {
@@ -44,29 +43,33 @@ Result<MCPRegistration::State, MCPRegistration::Problem> MCPRegistration::state(
 std::optional<MCPRegistration::Problem> MCPRegistration::install() {
     if (!text::isValidUtf8(where.program.native()))
         return failed(update, "JSON cannot name the folder that Nimbe is in: it is not UTF-8.");
-    // One that is there and must not be read is not written over.
-    const auto existing = files.read(where.configFile);
-    if (!existing) return failed(update, sentence(existing.error()));
-    const auto merged = MCPClientConfig::merge(*existing, where.program.native());
-    if (!merged) return failed(update, noConfig);
-    if (*existing == *merged) return std::nullopt;
-    return write(*merged);
+    return change([&](const auto& existing) {
+        return MCPClientConfig::merge(existing, where.program.native())
+            .map([](std::string&& merged) { return std::optional(std::move(merged)); });
+    });
 }
 
 std::optional<MCPRegistration::Problem> MCPRegistration::remove() {
-    const auto existing = files.read(where.configFile);
-    if (!existing) return failed(update, sentence(existing.error()));
-    if (!*existing) return std::nullopt;
-    const auto without = MCPClientConfig::remove(**existing);
-    if (!without) return failed(update, noConfig);
-    return *without ? write(**without) : std::nullopt;
+    return change(
+        [](const auto& existing) { return MCPClientConfig::remove(existing.value_or("")); });
 }
 
-std::optional<MCPRegistration::Problem> MCPRegistration::write(const std::string& content) {
-    if (const auto error = files.write(where.configFile, content))
-        return failed(update, sentence(error));
-    log.info("mcp: the client's config is written, %zu bytes", content.size());
-    return std::nullopt;
+std::optional<MCPRegistration::Problem> MCPRegistration::change(const Edit& edit) {
+    constexpr int attempts = 5;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        // One that is there and must not be read is not written over.
+        const auto existing = files.read(where.configFile);
+        if (!existing) return failed(update, sentence(existing.error()));
+        const auto content = edit(*existing);
+        if (!content) return failed(update, noConfig);
+        if (!*content || *existing == **content) return std::nullopt;
+        const auto error = files.replace(where.configFile, *existing, **content);
+        if (error == std::errc::operation_canceled) continue; // the client has just written it
+        if (error) return failed(update, sentence(error));
+        log.info("mcp: the client's config is written, %zu bytes", (*content)->size());
+        return std::nullopt;
+    }
+    return failed(update, "Another program keeps writing it.");
 }
 
 MCPRegistration::Problem MCPRegistration::failed(const char* doing, std::string reason) const {

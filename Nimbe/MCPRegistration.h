@@ -1,17 +1,21 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 
 #include "Foundation/ConfigFiles.h"
 #include "Foundation/Log.h"
+#include "NimbeKitCore/MCPClientConfig.h"
 
 namespace nimbe {
 
 /// This program's entry in Claude Desktop's configuration, by which that starts it as a
 /// server (see MCPClientConfig). The file is read anew each time; nothing that is not
-/// understood is written over. Main actor; blocks for as long as the disk does.
+/// understood is written over. What the client writes while this does is read and merged
+/// again, but for the moment of replacing it. Main actor; blocks for as long as the
+/// disk does.
 class MCPRegistration {
 public:
     struct Place {
@@ -51,7 +55,10 @@ private:
     Log log;
 
     [[nodiscard]] Problem failed(const char* doing, std::string reason) const;
-    [[nodiscard]] std::optional<Problem> write(const std::string& content);
+    /// What the file is to hold instead of what it holds; absent: what it does.
+    using Edit = std::function<Result<std::optional<std::string>, MCPClientConfig::ConfigError>(
+        const std::optional<std::string>& existing)>;
+    [[nodiscard]] std::optional<Problem> change(const Edit& edit);
 };
 
 } // namespace nimbe

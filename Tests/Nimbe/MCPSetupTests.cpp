@@ -1,4 +1,5 @@
 #include <fstream>
+#include <functional>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -22,15 +23,18 @@ public:
     bool failsReading = false;
     bool failsWriting = false;
     int writes = 0;
+    std::function<void()> beforeWriting; // what the client does meanwhile
 
     Result<std::optional<std::string>, std::error_code> read(const fs::path& file) override {
         if (failsReading) return failure(std::make_error_code(std::errc::permission_denied));
         return files.read(file);
     }
-    std::error_code write(const fs::path& file, std::string_view content) override {
+    std::error_code replace(const fs::path& file, const std::optional<std::string>& before,
+        std::string_view content) override {
         ++writes;
         if (failsWriting) return std::make_error_code(std::errc::no_space_on_device);
-        return files.write(file, content);
+        if (const auto happening = beforeWriting) happening();
+        return files.replace(file, before, content);
     }
 
 private:
@@ -131,6 +135,40 @@ TEST_F(MCPSetupTest, eachFaultIsToldAndPasses) {
     auto nameless = at("/opt/\xFF/nimbe"); // JSON has no way to write it
     EXPECT_NE(nameless.install()->reason.find("not UTF-8"), std::string::npos);
     EXPECT_EQ(content(), before);
+}
+
+TEST_F(MCPSetupTest, whatTheClientWritesMeanwhileStays) {
+    const std::string settled = R"({"a":2,"mcpServers":{"b":{}}})";
+    for (const auto* before : {R"({"a":1})", "", "absent"}) {
+        put(before);
+        if (before == std::string_view("absent")) fs::remove(file);
+        files.beforeWriting = [&] {
+            put(settled);
+            files.beforeWriting = [] {
+            };
+        };
+        setup->install();
+        EXPECT_EQ(setup->_status.get(), configured) << before;
+        EXPECT_EQ(Json::parse(content())->text(),
+            R"({"a":2,"mcpServers":{"b":{},"nimbe":{"args":["--mcp-stdio"],)"
+            R"("command":"/opt/a b/nimbé"}}})")
+            << before;
+    }
+    files.beforeWriting = [&] {
+        put(R"({"c":1,"mcpServers":{"nimbe":{}}})");
+        files.beforeWriting = [] {
+        };
+    };
+    setup->remove();
+    EXPECT_EQ(Json::parse(content())->text(), R"({"c":1,"mcpServers":{}})");
+
+    int count = 0;
+    files.beforeWriting = [&] {
+        put("{\"count\":" + std::to_string(++count) + "}");
+    };
+    setup->install();
+    EXPECT_EQ(setup->_status.get(), failed) << "it never stops";
+    EXPECT_EQ(content(), "{\"count\":" + std::to_string(count) + "}");
 }
 
 TEST_F(MCPSetupTest, aFolderInTheWayIsToldOf) {

@@ -84,16 +84,21 @@ Result<std::optional<std::string>, std::error_code> AtomicConfigFiles::read(cons
     return std::move(*content);
 }
 
-std::error_code AtomicConfigFiles::write(const fs::path& file, std::string_view content) {
+std::error_code AtomicConfigFiles::replace(
+    const fs::path& file, const std::optional<std::string>& before, std::string_view content) {
     const auto place = target(file);
     if (!place) return place.error();
     if (const auto error = makeFolders(place->parent_path())) return error;
-    struct stat before {};
-    if (::lstat(place->c_str(), &before) == 0 && !S_ISREG(before.st_mode))
+    struct stat status {};
+    if (::lstat(place->c_str(), &status) == 0 && !S_ISREG(status.st_mode))
         return std::make_error_code(std::errc::invalid_argument);
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(content.data());
-    return AtomicFile::write(
-        *place, {bytes, content.size()}, fs::perms(0600), AtomicFile::Existing::replace);
+    const auto isUnchanged = [&] {
+        const auto now = read(file);
+        return now && *now == before;
+    };
+    return AtomicFile::write(*place, {bytes, content.size()}, fs::perms(0600),
+        AtomicFile::Existing::replace, isUnchanged);
 }
 
 } // namespace nimbe

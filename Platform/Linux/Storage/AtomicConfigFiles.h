@@ -10,8 +10,8 @@ public:
 
     [[nodiscard]] Result<std::optional<std::string>, std::error_code> read(
         const std::filesystem::path& file) override;
-    [[nodiscard]] std::error_code write(
-        const std::filesystem::path& file, std::string_view content) override;
+    [[nodiscard]] std::error_code replace(const std::filesystem::path& file,
+        const std::optional<std::string>& before, std::string_view content) override;
 };
 
 } // namespace nimbe

@@ -39,10 +39,15 @@ public:
 
     [[nodiscard]] int file() const { return descriptor; }
 
-    /// In place of what is there.
-    [[nodiscard]] bool replace(const fs::path& path) {
+    /// In place of what is there, if that is wanted still.
+    [[nodiscard]] bool replace(const fs::path& path, const std::function<bool()>& isWanted) {
         if (!hasName) hasName = linkTo(name);
-        if (!hasName || ::rename(name.c_str(), path.c_str()) != 0) return false;
+        if (!hasName) return false;
+        if (isWanted && !isWanted()) {
+            errno = ECANCELED;
+            return false;
+        }
+        if (::rename(name.c_str(), path.c_str()) != 0) return false;
         hasName = false;
         return true;
     }
@@ -89,8 +94,8 @@ void syncFolder(const fs::path& folder) {
 
 } // namespace
 
-std::error_code AtomicFile::write(
-    const fs::path& path, std::span<const std::uint8_t> bytes, fs::perms mode, Existing existing) {
+std::error_code AtomicFile::write(const fs::path& path, std::span<const std::uint8_t> bytes,
+    fs::perms mode, Existing existing, const std::function<bool()>& isWanted) {
     const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
     Draft draft(folder, static_cast<mode_t>(mode));
     if (draft.file() < 0) return lastError();
@@ -103,7 +108,7 @@ std::error_code AtomicFile::write(
         (void)::fchmod(draft.file(), before.st_mode & 07777);
     }
     if (!writeAll(draft.file(), bytes)) return lastError();
-    if (!(existing == Existing::replace ? draft.replace(path) : draft.keep(path)))
+    if (!(existing == Existing::replace ? draft.replace(path, isWanted) : draft.keep(path)))
         return lastError();
     syncFolder(folder);
     return {};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <span>
 #include <system_error>
 
@@ -17,9 +18,11 @@ struct AtomicFile {
     };
 
     /// A new file gets `mode` less the process's umask. A symbolic link is replaced,
-    /// not followed. Nothing is left behind by a failure.
+    /// not followed. Nothing is left behind by a failure. When something is replaced,
+    /// `isWanted` is asked last, after all that takes long: std::errc::operation_canceled.
     [[nodiscard]] static std::error_code write(const std::filesystem::path& path,
-        std::span<const std::uint8_t> bytes, std::filesystem::perms mode, Existing existing);
+        std::span<const std::uint8_t> bytes, std::filesystem::perms mode, Existing existing,
+        const std::function<bool()>& isWanted = {});
 };
 
 } // namespace nimbe
