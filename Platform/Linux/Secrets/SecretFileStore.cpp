@@ -43,6 +43,9 @@ Result<std::optional<Bytes>, KeyStoreError> SecretFileStore::read(const Item& it
     if (file.number < 0) return failed("opening the key file", errno);
     struct stat status {};
     if (::fstat(file.number, &status) != 0) return failed("asking the key file", errno);
+    // Neither read nor closed to others: it may be a folder, or a device behind a link.
+    if (!S_ISREG(status.st_mode))
+        return failure(KeyStoreError{Kind::damaged, "the key file is no regular file"});
     constexpr mode_t others = S_IRWXG | S_IRWXO;
     if ((status.st_mode & others) != 0 && ::fchmod(file.number, S_IRUSR | S_IWUSR) == 0)
         log.warning("local history key: the key file was open to others, now it is not");

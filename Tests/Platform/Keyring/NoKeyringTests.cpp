@@ -105,7 +105,9 @@ TEST_F(NoKeyringTest, aKeyFileIsReadOnlyWhereItIsOne) {
     EXPECT_FALSE(keys.loadKeyData()) << "a pipe that nobody writes to does not hang";
     fs::remove(keyFile);
     fs::create_directory(keyFile);
+    fs::permissions(keyFile, fs::perms(0755));
     EXPECT_FALSE(keys.loadKeyData());
+    EXPECT_EQ(fs::status(keyFile).permissions(), fs::perms(0755)) << "it is not ours";
     EXPECT_FALSE(keys.saveKeyData(Bytes(32, 9)));
 }
 
