@@ -31,7 +31,9 @@ std::optional<std::string> ofThisProcess(const char* name) {
 std::optional<DataFolders> DataFolders::find(const Environment& environment) {
     // The user's own word, so a relative one is not passed over.
     if (const auto named = environment("NIMBE_HOME"); named && !named->empty()) {
-        const auto portable = fs::absolute(*named);
+        std::error_code error; // the working folder has gone
+        const auto portable = fs::absolute(*named, error);
+        if (error) return std::nullopt;
         return DataFolders{portable / "data", portable / "cache", portable / "config", true};
     }
 

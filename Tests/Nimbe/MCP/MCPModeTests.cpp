@@ -238,10 +238,18 @@ TEST_F(MCPModeTest, aReadOnlyFolderIsServed) {
 }
 
 TEST_F(MCPModeTest, withoutAHomeItServesNothingAndSaysSo) {
-    const auto run = Process::run({"/usr/bin/env", "-i", NIMBE_EXECUTABLE, "--mcp-stdio"}, list);
-    EXPECT_NE(run.output.find(R"({\"items\":[]})"), run.output.npos) << run.output;
-    EXPECT_NE(run.error.find("There is no place for your data"), run.error.npos) << run.error;
-    EXPECT_EQ(run.exitCode, 0);
+    const auto inAFolderThatHasGone = "mkdir gone && cd gone && rmdir ../gone && NIMBE_HOME=here "
+                                      "exec " NIMBE_EXECUTABLE " --mcp-stdio";
+    const std::vector<std::string> starts[] = {
+        {"/usr/bin/env", "-i", NIMBE_EXECUTABLE, "--mcp-stdio"},
+        {"/usr/bin/env", "-C", folder.path, "/bin/sh", "-c", inAFolderThatHasGone},
+    };
+    for (const auto& start : starts) {
+        const auto run = Process::run(start, list);
+        EXPECT_NE(run.output.find(R"({\"items\":[]})"), run.output.npos) << run.output;
+        EXPECT_NE(run.error.find("There is no place for your data"), run.error.npos) << run.error;
+        EXPECT_EQ(run.exitCode, 0);
+    }
 }
 
 TEST_F(MCPModeTest, itEndsQuietlyWithItsClient) {
