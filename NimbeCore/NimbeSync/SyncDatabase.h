@@ -77,7 +77,7 @@ public:
         std::string id;
     };
     /// What is not deleted, those after `after`: transcripts newest first, then by id,
-    /// downwards; others by id.
+    /// downwards; others by id. Fewer than the limit: there are no more.
     [[nodiscard]] virtual SyncResult<std::vector<SyncModel>> page(
         SyncKind kind, const std::optional<Position>& after, std::size_t limit) = 0;
 

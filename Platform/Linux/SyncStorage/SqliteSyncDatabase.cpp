@@ -224,8 +224,10 @@ SyncResult<std::optional<SyncRecord>> SqliteSyncDatabase::read(
     const std::lock_guard guard(lock);
     std::optional<SyncRecord> record;
     const auto result = inOneView([&]() -> SyncResult<> {
+        bool isDeleted = false;
         auto mirrored = run(
-            "SELECT revision, isDirty, changes, more FROM mirror WHERE kind = ? AND id = ?",
+            "SELECT revision, isDirty, changes, more, isDeleted FROM mirror "
+            "WHERE kind = ? AND id = ?",
             [&](SqliteStatement& bound) {
                 bound.bind(1, SyncSchema::rawValue(kind));
                 bound.bind(2, id);
@@ -234,12 +236,14 @@ SyncResult<std::optional<SyncRecord>> SqliteSyncDatabase::read(
                 record = SyncRecord{kind, id, {},
                     {row.integer(0), row.integer(1) != 0, decoded(row.bytes(2))},
                     std::string(row.bytes(3))};
+                isDeleted = row.integer(4) != 0;
             },
             "reading");
-        if (!mirrored || !record) return mirrored;
+        if (!mirrored || !record || isDeleted) return mirrored;
         auto found = model(kind, id);
         if (!found) return failure(found.error());
         record->model = std::move(*found);
+        if (!record->model) record.reset(); // its row was lost: that is no deletion
         return {};
     });
     if (!result) return failure(result.error());
@@ -296,19 +300,30 @@ SyncResult<std::vector<SyncModel>> SqliteSyncDatabase::page(
     const std::lock_guard guard(lock);
     std::vector<SyncModel> models;
     const auto& texts = statementsFor(kind);
-    const auto result = run(
-        after ? texts.nextPage : texts.firstPage,
-        [&](SqliteStatement& bound) {
-            bound.bind(2, limitOf(limit));
-            if (!after) return;
-            bound.bind(1, after->id);
-            bound.bind(3, after->createdAt.sinceReference); // where there is a third
-        },
-        [&](const SqliteStatement& row) {
-            if (auto model = modelOf(kind, row)) models.push_back(std::move(*model));
-        },
-        "reading");
-    if (!result) return failure(result.error());
+    auto last = after;
+    // Rows that no version has written are left out; others come in their place, since a page
+    // that is not full is the last one.
+    for (bool isMore = true; isMore && models.size() < limit;) {
+        const auto wanted = limit - models.size();
+        std::size_t rows = 0;
+        const auto result = run(
+            last ? texts.nextPage : texts.firstPage,
+            [&](SqliteStatement& bound) {
+                bound.bind(2, limitOf(wanted));
+                if (!last) return;
+                bound.bind(1, last->id);
+                bound.bind(3, last->createdAt.sinceReference); // where there is a third
+            },
+            [&](const SqliteStatement& row) {
+                ++rows;
+                last = {
+                    {kind == SyncKind::transcript ? row.real(1) : 0}, std::string(row.bytes(0))};
+                if (auto model = modelOf(kind, row)) models.push_back(std::move(*model));
+            },
+            "reading");
+        if (!result) return failure(result.error());
+        isMore = rows == wanted;
+    }
     return models;
 }
 
@@ -351,29 +366,52 @@ SyncResult<std::vector<SyncRecord>> SqliteSyncDatabase::pending(
     const std::optional<std::pair<SyncKind, std::string>>& after, std::size_t limit) {
     const std::lock_guard guard(lock);
     std::vector<SyncRecord> records;
-    const auto result = inOneView([&]() -> SyncResult<> {
+    std::string lastKind(after ? SyncSchema::rawValue(after->first) : first);
+    std::string lastId(after ? std::string_view(after->second) : first);
+    const auto addNext = [&](std::size_t wanted) -> SyncResult<bool> {
+        struct Row {
+            std::optional<SyncKind> kind;
+            bool isDeleted = false;
+            SyncRecord record;
+        };
+        std::vector<Row> rows;
         auto found = run(
-            "SELECT kind, id, revision, changes, more FROM mirror "
+            "SELECT kind, id, isDeleted, revision, changes, more FROM mirror "
             "WHERE isDirty = 1 AND (kind, id) > (?, ?) ORDER BY kind, id LIMIT ?",
             [&](SqliteStatement& bound) {
-                bound.bind(1, after ? SyncSchema::rawValue(after->first) : first);
-                bound.bind(2, after ? std::string_view(after->second) : first);
-                bound.bind(3, limitOf(limit));
+                bound.bind(1, lastKind);
+                bound.bind(2, lastId);
+                bound.bind(3, limitOf(wanted));
             },
             [&](const SqliteStatement& row) {
-                const auto kind = SyncSchema::kind(row.bytes(0));
-                if (!kind) return;
-                records.push_back({*kind, std::string(row.bytes(1)), {},
-                    {row.integer(2), true, decoded(row.bytes(3))}, std::string(row.bytes(4))});
+                lastKind = row.bytes(0);
+                lastId = row.bytes(1);
+                const auto kind = SyncSchema::kind(lastKind);
+                rows.push_back({kind, row.integer(2) != 0,
+                    {kind.value_or(SyncKind::transcript), lastId, {},
+                        {row.integer(3), true, decoded(row.bytes(4))}, std::string(row.bytes(5))}});
             },
             "reading");
-        for (auto& record : records) {
-            if (!found) break;
-            auto read = model(record.kind, record.id);
-            if (!read) return failure(read.error());
-            record.model = std::move(*read);
+        if (!found) return failure(found.error());
+        for (auto& [kind, isDeleted, record] : rows) {
+            if (!kind) continue;
+            if (!isDeleted) {
+                auto read = model(*kind, record.id);
+                if (!read) return failure(read.error());
+                if (!*read) continue; // its row was lost: that is no deletion
+                record.model = std::move(*read);
+            }
+            records.push_back(std::move(record));
         }
-        return found;
+        return rows.size() == wanted;
+    };
+    const auto result = inOneView([&]() -> SyncResult<> {
+        while (records.size() < limit) {
+            const auto isMore = addNext(limit - records.size());
+            if (!isMore) return failure(isMore.error());
+            if (!*isMore) break;
+        }
+        return {};
     });
     if (!result) return failure(result.error());
     return records;

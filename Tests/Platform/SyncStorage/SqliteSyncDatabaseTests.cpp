@@ -197,6 +197,42 @@ TEST_F(SqliteSyncDatabaseTest, aDamagedFirstVersionIsMendedAndBroughtForward) {
     EXPECT_EQ(itemsOf(store).size(), 3U) << log.all();
 }
 
+TEST_F(SqliteSyncDatabaseTest, rowsThatNoVersionWroteHideNoOthers) {
+    SqliteSyncDatabase store(file, Use::write, log);
+    std::vector<SyncRecord> records;
+    for (int i = 0; i < 6; ++i) {
+        records.push_back(newTranscript(i));
+        ASSERT_TRUE(store.write(records.back()));
+    }
+    {
+        auto database = SqliteDatabase::open(file);
+        const auto spoil =
+            "UPDATE transcripts SET id = 'none', ciphertext = x'', createdAt = 9e999 "
+            "WHERE id = '" +
+            records[5].id +
+            "'; UPDATE transcripts SET id = x'FF' || id, mode = CAST(x'C3' AS TEXT) WHERE id = '" +
+            records[3].id + "'; DELETE FROM transcripts WHERE id = '" + records[2].id + "'";
+        ASSERT_TRUE(database->execute(spoil.c_str()).isOk());
+    }
+    std::size_t shown = 0;
+    std::optional<SyncDatabase::Position> after;
+    for (;;) {
+        const auto page = store.page(SyncKind::transcript, after, 2).value();
+        shown += page.size();
+        if (page.size() < 2) break;
+        const auto& last = std::get<TranscriptItem>(page.back());
+        after = {last.createdAt, last.id.text()};
+    }
+    EXPECT_EQ(shown, 3U);
+    for (const int lost : {2, 3, 5})
+        EXPECT_FALSE(store.read(SyncKind::transcript, records[std::size_t(lost)].id).value());
+    for (std::size_t limit : {1U, 3U, 100U}) {
+        const auto pending = store.journal().pending({}, limit).value();
+        EXPECT_EQ(pending.size(), std::min<std::size_t>(limit, 3));
+        for (const auto& record : pending) EXPECT_TRUE(record.model) << "a lost row is no deletion";
+    }
+}
+
 TEST_F(SqliteSyncDatabaseTest, aFileReplacedMeanwhileIsOpenedAnew) {
     SqliteSyncDatabase store(file, Use::write, log);
     SqliteSyncDatabase reader(file, Use::read, log);
