@@ -1,7 +1,8 @@
 #include "NimbeSync/SyncSchema.h"
 
 #include <array>
-#include <random>
+#include <cstdlib>
+#include <openssl/rand.h>
 
 namespace nimbe {
 namespace {
@@ -19,9 +20,10 @@ struct IdOf {
 } // namespace
 
 void MirrorState::change() {
-    std::random_device random; // of the system
-    const std::uint64_t high = random();
-    changes.push_back(high << 32 | random());
+    std::uint64_t number = 0;
+    // Without random numbers there is nothing safe left to do.
+    if (RAND_bytes(reinterpret_cast<unsigned char*>(&number), sizeof number) != 1) std::abort();
+    changes.push_back(number);
     if (changes.size() > mostChanges) changes.erase(changes.begin());
     isDirty = true;
 }
