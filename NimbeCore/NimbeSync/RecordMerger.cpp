@@ -21,6 +21,13 @@ MergePolicy::Contents compare(
     return there->originalText ? different : localHasMore;
 }
 
+/// What tells the texts of a transcript from others; of one that another key sealed its bytes.
+std::string contentOf(const TranscriptItem& item, const SymmetricKey& key) {
+    const auto opened = SyncRecordCodec::opened(item, key);
+    if (!opened) return {item.ciphertext.begin(), item.ciphertext.end()};
+    return opened->text + '\0' + opened->originalText.value_or(std::string());
+}
+
 } // namespace
 
 RecordMerger::RecordMerger(
@@ -69,21 +76,23 @@ SyncResult<> RecordMerger::mergeOpened(SyncRecord cloud) {
 /// What was written here stays, as a transcript with an id of its own.
 SyncResult<> RecordMerger::copy(const SyncRecord& transcript) {
     auto item = std::get<TranscriptItem>(*transcript.model);
-    const auto opened = SyncRecordCodec::opened(item, *key);
-    // One that another key sealed is told from others by its bytes.
-    item.id = SyncRecordCodec::copyId(item.id,
-        opened ? opened->text + '\0' + opened->originalText.value_or(std::string())
-               : std::string(item.ciphertext.begin(), item.ciphertext.end()),
-        *key);
-    const auto id = item.id.text();
-    auto found = database.read(SyncKind::transcript, id);
-    if (!found) return failure(found.error());
-    if (*found && (*found)->model) return {}; // kept already
-    auto kept = found->value_or(SyncRecord{SyncKind::transcript, id});
-    kept.model = std::move(item);
-    kept.mirror.change();
-    log.info("merge: two edits of one transcript, both are kept");
-    return take(kept);
+    const auto content = contentOf(item, *key);
+    for (;;) {
+        item.id = SyncRecordCodec::copyId(item.id, content, *key);
+        const auto id = item.id.text();
+        auto found = database.read(SyncKind::transcript, id);
+        if (!found) return failure(found.error());
+        if (*found && (*found)->model) {
+            const auto& there = std::get<TranscriptItem>(*(*found)->model);
+            if (contentOf(there, *key) == content) return {}; // kept already
+            continue; // an earlier copy of the same, which says something else by now
+        }
+        auto kept = found->value_or(SyncRecord{SyncKind::transcript, id});
+        kept.model = std::move(item);
+        kept.mirror.change();
+        log.info("merge: two edits of one transcript, both are kept");
+        return take(kept);
+    }
 }
 
 SyncResult<> RecordMerger::take(const SyncRecord& record) {

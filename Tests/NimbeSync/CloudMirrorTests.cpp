@@ -144,6 +144,23 @@ TEST_F(CloudMirrorTest, threeEditsMakeTwoCopiesAndTheSameOnes) {
     EXPECT_EQ(third.texts(), here.texts());
 }
 
+TEST_F(CloudMirrorTest, aCopyThatWasEditedStandsForItsOwnTextAlone) {
+    const UUID id = here.say("base");
+    syncBoth();
+    const auto disagree = [&](const char* first) {
+        EXPECT_TRUE(here.store.update(id, first));
+        EXPECT_TRUE(there.store.update(id, "again"));
+        syncBoth();
+    };
+    disagree("one");
+    expectAlike({"again", "one"});
+    for (const auto& transcript : here.store.transcripts())
+        if (transcript.text == "again") (void)here.store.update(transcript.id, "edited");
+    syncBoth();
+    disagree("two");
+    expectAlike({"again", "edited", "two"});
+}
+
 TEST_F(CloudMirrorTest, clocksDoNotCount) {
     const UUID id = UUID::random();
     EXPECT_TRUE(here.store.insert("base", {}, Date{1e9}, "notes", id)); // a clock years ahead
