@@ -50,6 +50,8 @@ SyncResult<> RecordMerger::merge(const CloudRecord& record) {
 
 SyncResult<> RecordMerger::mergeOpened(SyncRecord cloud) {
     using enum MergePolicy::Decision;
+    // Kept from an earlier cloud: the one of now has yet to get it.
+    cloud.mirror.isDirty = cloud.mirror.revision == 0;
     auto found = database.read(cloud.kind, cloud.id);
     if (!found) return failure(found.error());
     if (!*found) return take(cloud);

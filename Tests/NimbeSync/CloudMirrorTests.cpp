@@ -318,6 +318,26 @@ TEST_F(CloudMirrorTest, aKeyThatComesLaterOpensWhatWasKept) {
     EXPECT_GT(mirror._status.get().news, 0);
 }
 
+TEST_F(CloudMirrorTest, whatIsReadOnlyAfterAChangeOfCloudsIsGivenToTheNewOne) {
+    here.say("one");
+    here.sync();
+    SyncDevice late{cloud, SymmetricKey(Bytes(32, 9))};
+    late.sync();
+    late.kill();
+    cloud = FakeCloud{"another", {}, 0, 1000};
+    late.connection.faults = {Fault::none, Fault::refuse};
+    late.switchOn();
+    late.actor.advance(1); // it has met the new cloud, and told it nothing
+    late.kill();
+
+    InMemoryTranscriptKeyStore keys(key);
+    TranscriptKey found(keys, TranscriptKey::Use::readAndMake, late.log);
+    CloudMirror mirror({late.actor, late.database, found, late.connection, late.log});
+    mirror.start();
+    late.actor.advance(61);
+    EXPECT_EQ(cloud.records.size(), 1U);
+}
+
 TEST_F(CloudMirrorTest, aCloudThatTalksNonsenseIsNotFollowed) {
     struct Nonsense final : CloudDatabase {
         Page page;
