@@ -61,12 +61,13 @@ Task<CloudMirror::Round> CloudMirror::round() {
     auto pulling = pull();
     const Round pulled = co_await pulling;
     if (pulled != Round::upToDate) co_return pulled;
-    auto pushing = push();
-    const Round pushed = co_await pushing;
-    if (pushed != Round::upToDate) co_return pushed;
+    // Before what is known here of the same records: that is older.
     auto passing = pushForeign();
     const Round passed = co_await passing;
-    co_return passed;
+    if (passed != Round::upToDate) co_return passed;
+    auto pushing = push();
+    const Round pushed = co_await pushing;
+    co_return pushed;
 }
 
 /// Where there is none, one is made only for something that is to be sealed with it.

@@ -295,6 +295,12 @@ TEST_F(CloudMirrorTest, whatCannotBeReadIsKeptAndNotPushedOver) {
     EXPECT_EQ(cloud.records.at({"transcript", id.text()}).payload, Bytes(50, 1));
     EXPECT_EQ(there.sorted(), (Texts{"ours", "ours, edited"})) << "what it knew stays";
     EXPECT_TRUE(here.database.journal().pending({}, 9)->empty());
+
+    cloud = FakeCloud{"another", {}, 0, 1000};
+    there.sync();
+    expectAlike({"ours", "ours, edited"});
+    EXPECT_EQ(cloud.records.at({"transcript", id.text()}).payload, Bytes(50, 1))
+        << "what came later goes first";
 }
 
 TEST_F(CloudMirrorTest, aKeyThatComesLaterOpensWhatWasKept) {
