@@ -7,6 +7,7 @@
 #include <openssl/hmac.h>
 
 #include "Foundation/Json.h"
+#include "Foundation/Text.h"
 #include "NimbeSync/TranscriptCipher.h"
 
 namespace nimbe {
@@ -61,6 +62,12 @@ std::optional<std::vector<std::uint64_t>> changesOf(const Json* value) {
     return changes;
 }
 
+/// The reference date for one that JSON has no word for: else nobody could read the record.
+Json number(const Date& date) {
+    const double seconds = date.sinceReference;
+    return Json::number(std::isfinite(seconds) ? seconds : 0);
+}
+
 /// Puts a model's members into the object; false for a transcript that the key does not open.
 struct WriteModel {
     Json& object;
@@ -69,24 +76,24 @@ struct WriteModel {
     bool operator()(const TranscriptItem& item) const {
         auto opened = SyncRecordCodec::opened(item, key);
         if (!opened) return false;
-        object.set("createdAt", Json::number(item.createdAt.sinceReference));
-        object.set("mode", Json(item.mode));
+        object.set("createdAt", number(item.createdAt));
+        object.set("mode", Json(text::mended(item.mode)));
         object.set("text", Json(std::move(opened->text)));
         if (opened->originalText) object.set("originalText", Json(*opened->originalText));
         return true;
     }
     bool operator()(const DictionaryEntry& entry) const {
-        object.set("replacement", Json(entry.replacement));
-        object.set("updatedAt", Json::number(entry.updatedAt.sinceReference));
+        object.set("replacement", Json(text::mended(entry.replacement)));
+        object.set("updatedAt", number(entry.updatedAt));
         return true;
     }
     bool operator()(const Preferences& preferences) const {
         object.set("cleanupEnabled", Json(preferences.cleanupEnabled));
-        object.set("defaultMode", Json(preferences.defaultMode));
+        object.set("defaultMode", Json(text::mended(preferences.defaultMode)));
         return true;
     }
     bool operator()(const ModeStyle& style) const {
-        object.set("styleNote", Json(style.styleNote));
+        object.set("styleNote", Json(text::mended(style.styleNote)));
         return true;
     }
 };

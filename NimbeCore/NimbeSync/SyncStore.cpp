@@ -1,5 +1,7 @@
 #include "NimbeSync/SyncStore.h"
 
+#include <cmath>
+
 #include "Foundation/Text.h"
 #include "NimbeSync/SyncRecordCodec.h"
 #include "NimbeSync/TranscriptCipher.h"
@@ -17,6 +19,11 @@ constexpr const char* restoreFailed = "transcript restore failed";
 
 constexpr std::string_view sealingSentence = "The transcript couldn't be sealed.";
 constexpr std::string_view otherKeySentence = "The transcript was sealed with another key.";
+
+/// A date that is not a number fits no table: the text counts, and gets the reference date.
+Date storable(Date date) {
+    return std::isfinite(date.sinceReference) ? date : Date{};
+}
 
 } // namespace
 
@@ -118,7 +125,8 @@ bool SyncStore::sealAndPut(const DecryptedTranscript& transcript, const char* li
 
 std::optional<TranscriptItem> SyncStore::sealed(
     const DecryptedTranscript& transcript, const SymmetricKey& with, const char* line) {
-    TranscriptItem item{transcript.id, transcript.createdAt, text::mended(transcript.mode), {}};
+    TranscriptItem item{
+        transcript.id, storable(transcript.createdAt), text::mended(transcript.mode), {}};
     auto text = seal(transcript.text, with);
     if (text && transcript.originalText) {
         item.originalCiphertext = seal(*transcript.originalText, with);
@@ -284,6 +292,7 @@ bool SyncStore::setDictionaryEntry(DictionaryEntry entry) {
     begin();
     entry.term = text::mended(std::move(entry.term));
     entry.replacement = text::mended(std::move(entry.replacement));
+    entry.updatedAt = storable(entry.updatedAt);
     return put(std::move(entry), saveFailed);
 }
 

@@ -31,7 +31,8 @@ public:
     std::function<void()> onChange = [] {
     };
 
-    /// `id` is the dictation's. An ill-formed sequence of bytes in a text becomes U+FFFD.
+    /// `id` is the dictation's. An ill-formed sequence of bytes in a text becomes U+FFFD, a
+    /// date that is no finite number the reference date.
     bool insert(std::string text, std::optional<std::string> originalText, Date createdAt,
         std::string mode, const UUID& id);
     /// Adds those of which nothing is known: neither one of that id nor its deletion.

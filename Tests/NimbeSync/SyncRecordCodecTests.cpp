@@ -1,3 +1,5 @@
+#include <limits>
+
 #include <gtest/gtest.h>
 
 #include "NimbeSync/SyncRecordCodec.h"
@@ -52,6 +54,25 @@ TEST(SyncRecordCodec, everyRecordComesBackAsItWas) {
         }
         EXPECT_FALSE(SyncRecordCodec::decode(*sent, SymmetricKey(Bytes(32, 8))));
     }
+}
+
+TEST(SyncRecordCodec, whatAStoreShouldNotHoldIsReadElsewhere) {
+    constexpr double infinite = std::numeric_limits<double>::infinity();
+    auto odd = transcript();
+    auto& item = std::get<TranscriptItem>(*odd.model);
+    item.createdAt = Date{infinite};
+    item.mode = "\xC3";
+    auto back = SyncRecordCodec::decode(SyncRecordCodec::encode(odd, key).value(), key);
+    ASSERT_TRUE(back);
+    const auto opened = SyncRecordCodec::opened(std::get<TranscriptItem>(*back->model), key);
+    EXPECT_EQ(opened->text, "Zoë 😀\n\"x\"");
+    EXPECT_EQ(opened->createdAt, Date{0});
+    EXPECT_EQ(opened->mode, "\uFFFD");
+    const SyncRecord entry{SyncKind::dictionaryEntry, "a",
+        DictionaryEntry{"a", "\xFF", Date{-infinite}}, {1, true, {5}}};
+    back = SyncRecordCodec::decode(SyncRecordCodec::encode(entry, key).value(), key);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->model, SyncModel(DictionaryEntry{"a", "\uFFFD", Date{0}}));
 }
 
 TEST(SyncRecordCodec, whatIsNotWhatItSaysIsNotOpened) {

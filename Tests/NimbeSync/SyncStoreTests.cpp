@@ -1,3 +1,5 @@
+#include <cmath>
+
 #include <gtest/gtest.h>
 
 #include "Fakes/FakeLogSink.h"
@@ -49,11 +51,12 @@ TEST_F(SyncStoreTest, keepsTranscriptsSealed) {
     };
     EXPECT_TRUE(store.insert("Zoë 😀", "zoe uh", Date{10.25}, "haiku", id));
     EXPECT_TRUE(store.insert("later", {}, Date{20}, "email", UUID::random()));
-    EXPECT_TRUE(store.insert("bad \xFF byte", {}, Date{5}, "notes", UUID::random()));
+    EXPECT_TRUE(store.insert("bad \xFF byte", {}, Date{std::nan("")}, "notes", UUID::random()));
 
     const DecryptedTranscript expected{id, "Zoë 😀", Date{10.25}, "haiku", "zoe uh"};
     EXPECT_EQ(store.transcript(id), expected);
     EXPECT_EQ(texts(), (std::vector<std::string>{"later", "Zoë 😀", "bad \uFFFD byte"}));
+    EXPECT_EQ(store.transcripts().back().createdAt, Date{0});
     const auto item = std::get<TranscriptItem>(*stored().model);
     EXPECT_EQ(item.ciphertext.size(), 9U + 28);
     EXPECT_EQ(item.originalCiphertext->size(), 6U + 28);
