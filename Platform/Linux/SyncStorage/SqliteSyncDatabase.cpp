@@ -176,10 +176,11 @@ SyncResult<> SqliteSyncDatabase::transaction(const std::function<SyncResult<>()>
     if (!*database) return body(); // for reading
     if (const auto code = (*database)->execute("BEGIN IMMEDIATE"); !code.isOk())
         return failure(file.report(code, "locking"));
+    const auto before = changes;
     ++depth;
     auto result = body();
     --depth;
-    ++changes;
+    if (changes != before) ++changes; // also for who looked meanwhile, when it is undone
     // On a full disk SQLite may have rolled back by itself.
     if (result && (*database)->isAutocommitting())
         result = failure(SyncError{SyncError::Kind::full, "rolled back"});
