@@ -164,6 +164,9 @@ SyncResult<> SqliteSyncDatabase::run(
 
 SyncResult<> SqliteSyncDatabase::change(const char* sql, const Bind& bind, const char* action) {
     ++changes;
+    const auto database = file.database();
+    if (!database) return failure(database.error());
+    if (!*database) return failure(SyncError{SyncError::Kind::unavailable, "there is no file"});
     return run(
         sql, bind, [](const SqliteStatement& /*row*/) {}, action);
 }

@@ -74,6 +74,7 @@ SyncRecord newTranscript(double time, std::size_t length = 300) {
 TEST_F(SqliteSyncDatabaseTest, isPrivateAndSharedWithAReader) {
     SqliteSyncDatabase reader(file, Use::read, log);
     EXPECT_TRUE(itemsOf(reader).empty());
+    EXPECT_FALSE(reader.write(newTranscript(0)));
     EXPECT_FALSE(fs::exists(file)) << "reading makes no file";
 
     SqliteSyncDatabase writer(file, Use::write, log);
