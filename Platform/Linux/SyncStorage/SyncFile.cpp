@@ -54,6 +54,11 @@ SyncResult<SqliteDatabase*> SyncFile::database() {
 }
 
 SyncResult<> SyncFile::open() {
+    // Opening a pipe may never end.
+    std::error_code none;
+    if (const auto status = fs::status(file.path, none);
+        fs::exists(status) && !fs::is_regular_file(status))
+        return failure(fail(Kind::unavailable, "what stands there is not a file"));
     if (use == Use::read) return openForReading();
     if (const auto error = file.prepareFolder())
         return failure(fail(Kind::unavailable, "the folder cannot be made: " + error.message()));
@@ -81,7 +86,9 @@ SyncResult<> SyncFile::openForWriting() {
 
 SyncResult<> SyncFile::adopt(Result<SqliteDatabase, SqliteCode> database, bool isReadOnly) {
     std::string state = isReadOnly ? file.state() : std::string();
-    if (!database) return failure(report(database.error(), "opening"));
+    if (!database)
+        return failure(
+            fail(Kind::unavailable, std::string("opening failed: ") + database.error().text()));
     const auto identity = file.identity();
     if (!identity) return failure(fail(Kind::unavailable, "the file is gone"));
     if (use == Use::write)

@@ -255,6 +255,22 @@ TEST_F(SqliteSyncDatabaseTest, aFileThatAnotherHoldsFailsToOpen) {
     EXPECT_EQ(opened.error().kind, SyncError::Kind::unavailable);
 }
 
+TEST_F(SqliteSyncDatabaseTest, whatIsNoFileIsNotOpened) {
+    const auto attempt = [&] {
+        for (const auto use : {Use::read, Use::write}) {
+            SqliteSyncDatabase store(file, use, log);
+            const auto opened = store.open();
+            ASSERT_FALSE(opened);
+            EXPECT_EQ(opened.error().kind, SyncError::Kind::unavailable) << opened.error().detail;
+        }
+    };
+    fs::create_directories(file);
+    attempt();
+    fs::remove(file);
+    ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
+    attempt();
+}
+
 TEST_F(SqliteSyncDatabaseTest, aFullDiskLeavesAllAsItWas) {
     const fs::path mount = folder.path / "disk";
     const SmallDisk disk(mount, 1 << 20);
