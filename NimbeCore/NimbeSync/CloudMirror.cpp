@@ -98,21 +98,21 @@ bool CloudMirror::findKey() {
 
 Task<CloudMirror::Round> CloudMirror::pull() {
     using Answer = Result<CloudDatabase::Page, CloudError>;
-    for (;;) {
+    for (bool hasBegunAnew = false;;) {
         const auto before = platform.database.journal().state();
         if (!before) co_return fail(before.error().detail.c_str(), storeProblem);
         auto asked = withDeadline(platform.actor, deadline,
-            platform.cloud.pull(before->pulled, CloudDatabase::longestPage));
+            platform.cloud.pull({before->cloud, before->pulled}, CloudDatabase::longestPage));
         const std::optional<Answer> answer = co_await asked;
         if (!answer) co_return fail("a pull was not answered in time", lateProblem);
         if (!*answer) co_return fail(answer->error());
         const auto after = apply(**answer, *before);
         if (!after) co_return Round::failed;
-        if (after->cloud != before->cloud && after->pulled == 0 && before->pulled > 0)
-            continue; // another cloud: from its beginning
         if ((*answer)->isLast) co_return Round::upToDate;
-        if (after->pulled <= before->pulled)
+        const bool isAnew = (*answer)->isAnew;
+        if (isAnew ? hasBegunAnew : after->pulled <= before->pulled)
             co_return fail("a page of the cloud brought nothing", answerProblem);
+        hasBegunAnew = hasBegunAnew || isAnew;
     }
 }
 
@@ -120,18 +120,15 @@ Task<CloudMirror::Round> CloudMirror::pull() {
 std::optional<MirrorJournal::State> CloudMirror::apply(
     const CloudDatabase::Page& page, const MirrorJournal::State& before) {
     auto& database = platform.database;
-    const bool isAnother = !before.cloud.empty() && before.cloud != page.identity;
-    MirrorJournal::State after{page.identity, isAnother ? 0 : before.pulled};
-    const bool isCounted = !isAnother || before.pulled == 0;
+    MirrorJournal::State after{page.mark, page.isAnew ? 0 : before.pulled};
     bool hasChanged = false;
     const auto result = database.transaction([&]() -> SyncResult<> {
-        if (isAnother) {
+        if (page.isAnew) {
             log.warning("mirror: another cloud, it is given everything anew");
             if (auto offered = database.journal().offerAllAnew(); !offered) return offered;
         }
         RecordMerger merger(database, key, platform.log);
         for (const auto& record : page.records) {
-            if (!isCounted) break;
             if (record.revision <= after.pulled)
                 return failure(SyncError{SyncError::Kind::damaged, "revisions out of order"});
             if (auto merged = merger.merge(record); !merged) return merged;
@@ -175,6 +172,8 @@ Task<CloudMirror::Round> CloudMirror::push() {
     if (!key) co_return Round::upToDate;
     Round result = Round::upToDate;
     std::optional<std::pair<SyncKind, std::string>> after;
+    const auto known = platform.database.journal().state();
+    if (!known) co_return fail(known.error().detail.c_str(), storeProblem);
     for (;;) {
         const auto next = nextBatch(after);
         if (!next) co_return Round::failed;
@@ -182,8 +181,8 @@ Task<CloudMirror::Round> CloudMirror::push() {
         after = next->last;
         if (next->sealed.empty()) continue;
         auto records = next->sealed;
-        auto asked =
-            withDeadline(platform.actor, deadline, platform.cloud.push(std::move(records)));
+        auto asked = withDeadline(platform.actor, deadline,
+            platform.cloud.push({known->cloud, known->pulled}, std::move(records)));
         const std::optional<Answer> answer = co_await asked;
         if (!answer) co_return fail("a push was not answered in time", lateProblem);
         if (!*answer) co_return fail(answer->error());
@@ -198,12 +197,10 @@ CloudMirror::Round CloudMirror::settle(
     if (answers.size() != batch.records.size())
         return fail("a push has answers to other records", answerProblem);
     auto& database = platform.database;
-    bool isAllAccepted = true;
     bool hasChanged = false;
     const auto result = database.transaction([&]() -> SyncResult<> {
         RecordMerger merger(database, key, platform.log);
         for (std::size_t i = 0; i < answers.size(); ++i) {
-            isAllAccepted = isAllAccepted && answers[i].isAccepted;
             if (auto settled = merger.settle(batch.records[i], answers[i]); !settled)
                 return settled;
         }
@@ -212,13 +209,16 @@ CloudMirror::Round CloudMirror::settle(
     });
     if (!isKept(result)) return Round::failed;
     if (hasChanged) ++news;
-    return isAllAccepted ? Round::upToDate : Round::again;
+    // What was pushed is pulled at once: a backup that lacks it is then told from this cloud.
+    return Round::again;
 }
 
 /// After a change of clouds: what this device cannot read, others can.
 Task<CloudMirror::Round> CloudMirror::pushForeign() {
     using Answer = Result<std::vector<CloudDatabase::Pushed>, CloudError>;
     std::optional<std::pair<std::string, std::string>> after;
+    const auto known = platform.database.journal().state();
+    if (!known) co_return fail(known.error().detail.c_str(), storeProblem);
     for (;;) {
         auto page = platform.database.journal().foreign(after, batch);
         if (!page) co_return fail(page.error().detail.c_str(), storeProblem);
@@ -227,8 +227,8 @@ Task<CloudMirror::Round> CloudMirror::pushForeign() {
         std::erase_if(*page, [](const CloudRecord& record) { return record.revision != 0; });
         if (page->empty()) continue;
         auto records = *page;
-        auto asked =
-            withDeadline(platform.actor, deadline, platform.cloud.push(std::move(records)));
+        auto asked = withDeadline(platform.actor, deadline,
+            platform.cloud.push({known->cloud, known->pulled}, std::move(records)));
         const std::optional<Answer> answer = co_await asked;
         if (!answer) co_return fail("a push was not answered in time", lateProblem);
         if (!*answer) co_return fail(answer->error());

@@ -36,7 +36,7 @@ public:
     virtual ~MirrorJournal() = default;
 
     struct State {
-        std::string cloud;       // its identity; empty: none was met yet
+        std::string cloud;       // the mark of this revision; empty: none was met yet
         std::int64_t pulled = 0; // up to this revision
         friend bool operator==(const State&, const State&) = default;
     };

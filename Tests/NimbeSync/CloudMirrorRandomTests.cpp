@@ -11,11 +11,12 @@ namespace {
 using Fault = FakeCloudDatabase::Fault;
 
 /// Some devices on which somebody dictates, edits and deletes, offline or not, while answers
-/// are lost and programs are killed.
+/// are lost, programs are killed and backups of the cloud restored.
 class Household {
 public:
     explicit Household(unsigned seed) : random(seed) {
         cloud.longestPage = upTo(2) == 0 ? 3 : 1000;
+        backup = cloud;
         for (int i = 0, count = 2 + upTo(2); i < count; ++i)
             devices.push_back(std::make_unique<SyncDevice>(cloud, key));
     }
@@ -42,7 +43,13 @@ public:
                 if (!device.mirror) device.switchOn();
                 device.actor.advance(upTo(100) / 10.0);
                 break;
-            default: device.sync(); break;
+            default: {
+                const int chance = upTo(20);
+                if (chance == 0) backup = cloud;
+                if (chance == 1) cloud = backup;
+                device.sync();
+                break;
+            }
             }
         }
     }
@@ -70,6 +77,7 @@ public:
 private:
     std::mt19937 random;
     FakeCloud cloud;
+    FakeCloud backup;
     SymmetricKey key{Bytes(32, 7)};
     std::vector<std::unique_ptr<SyncDevice>> devices;
     int count = 0;
@@ -109,10 +117,10 @@ private:
     void remove(SyncDevice& device) {
         const auto before = any(device);
         if (!before) return;
-        replaced.insert(before->text);
+        const bool wasThere = replaced.insert(before->text).second;
         EXPECT_TRUE(device.store.deleteTranscript(before->id));
         if (upTo(3) > 0) return;
-        replaced.erase(before->text);
+        if (wasThere) replaced.erase(before->text);
         EXPECT_TRUE(device.store.restore(*before));
     }
 };

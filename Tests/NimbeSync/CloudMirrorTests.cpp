@@ -213,7 +213,7 @@ TEST_F(CloudMirrorTest, anEditDuringAPushIsTold) {
     here.mirror->noteChange();
     here.actor.advance(11); // the answer to the first
     EXPECT_EQ(cloud.records.size(), 1U);
-    EXPECT_EQ(here.database.journal().pending({}, 9)->size(), 1U);
+    EXPECT_EQ(cloud.records.begin()->second.revision, 2) << "and then the second";
     expectAlike({"second"});
 
     here.connection.faults = {Fault::none, Fault::late};
@@ -261,17 +261,47 @@ TEST_F(CloudMirrorTest, anotherCloudGetsEverything) {
     here.sync();
 
     const auto backup = cloud;
-    cloud = FakeCloud{"another", {}, 0, 3};
+    cloud = FakeCloud();
+    cloud.longestPage = 3;
     expectAlike({"one"});
     EXPECT_EQ(cloud.records.at({"poem", "1"}).payload, poem.payload) << "passed on";
 
     const UUID id = here.say("after the backup");
     EXPECT_TRUE(there.store.update(there.store.transcripts().front().id, "edited since"));
     expectAlike({"after the backup", "edited since"});
-    cloud = backup; // restored: an older state under another name
-    cloud.identity = "restored";
+    cloud = backup; // restored
     expectAlike({"after the backup", "edited since"});
     EXPECT_TRUE(here.store.transcript(id));
+
+    const auto later = cloud;
+    here.say("just told");
+    here.kill();
+    here.switchOn();
+    here.actor.advance(1);
+    cloud = later;
+    here.kill();
+    expectAlike({"after the backup", "edited since", "just told"});
+}
+
+TEST_F(CloudMirrorTest, nothingIsPushedOverWhatAnotherCloudHas) {
+    const UUID id = here.say("base");
+    expectAlike({"base"});
+    const auto backup = cloud;
+    EXPECT_TRUE(here.store.update(id, "from here"));
+    syncBoth();
+    EXPECT_TRUE(here.store.update(id, "once more"));
+    here.connection.faults = {Fault::slow}; // a pull, on whose answer the push follows
+    here.kill();
+    here.switchOn();
+    here.actor.advance(10);
+    cloud = backup;
+    SyncDevice third{cloud, key};
+    third.sync();
+    EXPECT_TRUE(third.store.update(id, "from the third")); // the same revision once more
+    third.sync();
+    here.actor.advance(11);
+    third.sync();
+    expectAlike({"from here", "from the third", "once more"});
 }
 
 TEST_F(CloudMirrorTest, whatCannotBeReadIsKeptAndNotPushedOver) {
@@ -285,7 +315,7 @@ TEST_F(CloudMirrorTest, whatCannotBeReadIsKeptAndNotPushedOver) {
     EXPECT_EQ(stranger.database.journal().foreign({}, 9)->size(), 1U);
     auto& record = cloud.records.at({"transcript", id.text()});
     record.payload = Bytes(50, 1);
-    record.revision = ++cloud.sequence;
+    record.revision = cloud.nextRevision();
     expectAlike({"ours"});
     EXPECT_EQ(here.database.journal().foreign({}, 9)->size(), 2U);
 
@@ -296,7 +326,7 @@ TEST_F(CloudMirrorTest, whatCannotBeReadIsKeptAndNotPushedOver) {
     EXPECT_EQ(there.sorted(), (Texts{"ours", "ours, edited"})) << "what it knew stays";
     EXPECT_TRUE(here.database.journal().pending({}, 9)->empty());
 
-    cloud = FakeCloud{"another", {}, 0, 1000};
+    cloud = FakeCloud();
     there.sync();
     expectAlike({"ours", "ours, edited"});
     EXPECT_EQ(cloud.records.at({"transcript", id.text()}).payload, Bytes(50, 1))
@@ -330,7 +360,7 @@ TEST_F(CloudMirrorTest, whatIsReadOnlyAfterAChangeOfCloudsIsGivenToTheNewOne) {
     SyncDevice late{cloud, SymmetricKey(Bytes(32, 9))};
     late.sync();
     late.kill();
-    cloud = FakeCloud{"another", {}, 0, 1000};
+    cloud = FakeCloud();
     late.connection.faults = {Fault::none, Fault::refuse};
     late.switchOn();
     late.actor.advance(1); // it has met the new cloud, and told it nothing
@@ -348,12 +378,11 @@ TEST_F(CloudMirrorTest, aCloudThatTalksNonsenseIsNotFollowed) {
     struct Nonsense final : CloudDatabase {
         Page page;
         bool answersTooLittle = false;
-        Task<Result<Page, CloudError>> pull(
-            std::int64_t /*since*/, std::size_t /*limit*/) override {
+        Task<Result<Page, CloudError>> pull(Position /*since*/, std::size_t /*limit*/) override {
             co_return page;
         }
         Task<Result<std::vector<Pushed>, CloudError>> push(
-            std::vector<CloudRecord> /*records*/) override {
+            Position /*known*/, std::vector<CloudRecord> /*records*/) override {
             co_return std::vector<Pushed>();
         }
     };

@@ -16,11 +16,11 @@ struct FakeDisk final : SyncDatabaseOpener {
 };
 
 struct NoRecords final : CloudDatabase {
-    Task<Result<Page, CloudError>> pull(std::int64_t /*since*/, std::size_t /*limit*/) override {
+    Task<Result<Page, CloudError>> pull(Position /*since*/, std::size_t /*limit*/) override {
         co_return Page();
     }
     Task<Result<std::vector<Pushed>, CloudError>> push(
-        std::vector<CloudRecord> /*records*/) override {
+        Position /*known*/, std::vector<CloudRecord> /*records*/) override {
         co_return std::vector<Pushed>();
     }
 };

@@ -16,7 +16,7 @@ namespace nimbe {
 ///   mirror             of each record by kind and id: revision, isDirty, isDeleted, changes
 ///                      (8 bytes each, big-endian), more (see SyncRecord)
 ///   foreignRecords     what the cloud has and this device cannot read
-///   mirrorState        one row: the cloud's identity, pulled up to which revision
+///   mirrorState        one row: pulled up to which revision, and the cloud's mark of that
 ///
 /// Version 1 had transcripts without id, and nothing of the mirror.
 struct SyncTables {
