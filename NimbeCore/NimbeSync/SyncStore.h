@@ -27,7 +27,7 @@ public:
     /// Absent: the last operation did what it says, or found nothing to do.
     [[nodiscard]] std::optional<std::string_view> problem() const;
 
-    /// After each change made here; set before the first.
+    /// After each change made here, on its thread; set before the first.
     std::function<void()> onChange = [] {
     };
 

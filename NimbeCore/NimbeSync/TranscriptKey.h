@@ -9,7 +9,8 @@
 namespace nimbe {
 
 /// The transcripts' key as this process has it: loaded when it is first needed, and kept in
-/// memory. A store that fails is asked again at the next need. Any thread.
+/// memory. A store that fails is asked again at the next need. Any thread, but not within a
+/// transaction of the synced store: the key's store may ask that one, see KeychainKeyStore.
 class TranscriptKey {
 public:
     /// Who only reads never makes a key: what is sealed was sealed with another.
