@@ -1,3 +1,6 @@
+#include <atomic>
+#include <thread>
+
 #include <gtest/gtest.h>
 
 #include "NimbeSync/SyncRecordCodec.h"
@@ -222,6 +225,24 @@ TEST_F(CloudMirrorTest, anEditDuringAPushIsTold) {
     here.kill(); // the program ends
     here.switchOn();
     expectAlike({"second", "third"});
+}
+
+TEST_F(CloudMirrorTest, anotherThreadUsesTheStoreMeanwhile) {
+    std::atomic<bool> isDone = false;
+    std::thread writer([&] {
+        for (int i = 0; i < 100; ++i) {
+            const UUID id = here.say("note " + std::to_string(i));
+            if (i % 2 == 0) (void)here.store.update(id, "edited " + std::to_string(i));
+            if (i % 10 == 0) (void)here.store.deleteTranscript(id);
+            EXPECT_FALSE(here.store.transcripts().empty() && i > 0);
+        }
+        isDone = true;
+    });
+    while (!isDone) syncBoth();
+    writer.join();
+    syncBoth();
+    EXPECT_EQ(there.texts().size(), 90U);
+    EXPECT_EQ(there.texts(), here.texts());
 }
 
 TEST_F(CloudMirrorTest, failuresAreTriedAgainMoreAndMoreRarely) {
