@@ -2,7 +2,7 @@
 #include <rapidjson/reader.h>
 
 #include "Foundation/Json.h"
-#include "Foundation/Text.h"
+#include "Foundation/Utf8.h"
 
 namespace nimbe {
 namespace {

@@ -193,14 +193,6 @@ std::string toUtf8(std::u16string_view utf16) {
     return result;
 }
 
-bool isValidUtf8(std::string_view bytes) {
-    std::int32_t at = 0;
-    const auto size = static_cast<std::int32_t>(bytes.size());
-    while (at < size)
-        if (nextScalar(bytes, at) < 0) return false;
-    return true;
-}
-
 std::string mended(std::string text) {
     return isValidUtf8(text) ? std::move(text) : toUtf8(toUtf16(text).text);
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Foundation/Locale.h"
+#include "Foundation/Utf8.h"
 
 namespace nimbe {
 
@@ -31,8 +32,6 @@ struct Utf16 {
 
 /// A lone surrogate becomes U+FFFD.
 [[nodiscard]] std::string toUtf8(std::u16string_view utf16);
-
-[[nodiscard]] bool isValidUtf8(std::string_view bytes);
 
 /// The text itself when it is UTF-8; else with U+FFFD for each ill-formed sequence.
 [[nodiscard]] std::string mended(std::string text);
