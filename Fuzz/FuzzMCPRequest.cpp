@@ -6,6 +6,7 @@
 #include "Check.h"
 #include "Fakes/FakeMemoryRecordSource.h"
 #include "Foundation/Text.h"
+#include "NimbeMCP/HistoryTools.h"
 #include "NimbeMCP/LocalHistoryBackend.h"
 #include "NimbeMCP/MCPServer.h"
 
@@ -70,7 +71,8 @@ void checkAnswer(const Result<Json, JsonError>& request, const std::string& answ
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FakeMemoryRecordSource source(records);
     LocalHistoryBackend backend(source);
-    MCPServer server(backend, "1");
+    HistoryTools tools(backend);
+    MCPServer server(tools, "1");
     std::string_view lines(reinterpret_cast<const char*>(data), size);
     while (!lines.empty()) {
         const auto line = lines.substr(0, lines.find('\n'));

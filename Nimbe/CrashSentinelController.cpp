@@ -82,4 +82,15 @@ void CrashSentinelController::dismiss() {
     _assessment.set({});
 }
 
+bool takeForceLocalOnlyOnce(UserDefaults& defaults) {
+    const auto& once = CrashSentinelController::forceLocalOnlyOnce;
+    if (!defaults.get(once)) return false; // most launches write nothing
+    bool isAsked = true;
+    (void)defaults.transaction([&] {
+        isAsked = defaults.get(once);
+        return isAsked && defaults.remove(once);
+    });
+    return isAsked;
+}
+
 } // namespace nimbe

@@ -70,4 +70,9 @@ private:
     void makeFolder();
 };
 
+/// Whether this launch was asked to go without the cloud, once: reads and clears in one step,
+/// so that of several programs one is told. One that cannot be cleared holds for this launch
+/// too.
+[[nodiscard]] bool takeForceLocalOnlyOnce(UserDefaults& defaults);
+
 } // namespace nimbe

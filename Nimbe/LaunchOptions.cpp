@@ -1,7 +1,5 @@
 #include "NimbeApp/LaunchOptions.h"
 
-#include "NimbeApp/CrashSentinelController.h"
-
 namespace nimbe {
 
 LaunchOptions LaunchOptions::take(std::vector<std::string>& arguments) {
@@ -20,17 +18,6 @@ void LaunchOptions::report(LogSink& sink) const {
     if (forceLocalOnly)
         Log(sink, "launch")
             .info("forceLocalOnly: launch argument present, binding local-only this launch");
-}
-
-bool takeForceLocalOnlyOnce(UserDefaults& defaults) {
-    const auto& once = CrashSentinelController::forceLocalOnlyOnce;
-    if (!defaults.get(once)) return false; // most launches write nothing
-    bool isAsked = true;
-    (void)defaults.transaction([&] {
-        isAsked = defaults.get(once);
-        return isAsked && defaults.remove(once);
-    });
-    return isAsked;
 }
 
 } // namespace nimbe

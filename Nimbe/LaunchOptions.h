@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "Foundation/Log.h"
-#include "Foundation/UserDefaults.h"
 
 namespace nimbe {
 
@@ -24,10 +23,5 @@ struct LaunchOptions {
 
     friend bool operator==(const LaunchOptions&, const LaunchOptions&) = default;
 };
-
-/// Whether this launch was asked to go without the cloud, once (see
-/// CrashSentinelController): reads and clears in one step, so that of several programs one
-/// is told. One that cannot be cleared holds for this launch too.
-[[nodiscard]] bool takeForceLocalOnlyOnce(UserDefaults& defaults);
 
 } // namespace nimbe

@@ -1,17 +1,15 @@
 #include <cerrno>
 #include <cstdio>
-#include <exception>
 #include <fcntl.h>
-#include <iostream>
 #include <string>
 #include <vector>
 
 #include "NimbeApp/DesktopModule.h"
 #include "NimbeApp/MacEntryPoint.h"
-#include "NimbeGround/ModuleLoader.h"
+#include "NimbeApp/ShellModule.h"
+#include "NimbeLoader/ModuleLoader.h"
+#include "NimbeLoader/Uncaught.h"
 #include "NimbeMCPMode/MCPMode.h"
-#include "NimbeShell/CommandLine.h"
-#include "ShellWiring.h"
 
 namespace nimbe {
 namespace {
@@ -24,26 +22,25 @@ void fillStandardStreams() {
             (void)::open("/dev/null", stream == 0 ? O_WRONLY : O_RDONLY);
 }
 
+int cannotBeLoaded(const char* what, const std::string& why) {
+    std::fprintf(stderr, "nimbe: %s cannot be loaded: %s\n", what, why.c_str());
+    return 1;
+}
+
 int runApp(int argc, char** argv, const LaunchOptions& options) {
     const auto hearing = loadModule<HearingModule>("libnimbe-hearing.so", "nimbeHearingModule");
-    if (!hearing) {
-        std::cerr << "nimbe: What Nimbe hears with cannot be loaded: " << hearing.error() << "\n";
-        return ExitCode::failure;
-    }
+    if (!hearing) return cannotBeLoaded("What Nimbe hears with", hearing.error());
     const auto desktop = loadModule<DesktopModule>("libnimbe-desktop.so", "nimbeDesktopModule");
-    if (!desktop) {
-        std::cerr << "nimbe: The application cannot be loaded: " << desktop.error() << "\n";
-        return ExitCode::failure;
-    }
+    if (!desktop) return cannotBeLoaded("The application", desktop.error());
     return (*desktop)->run({argc, argv, options, **hearing});
 }
 
 int runShell(const char* program, const std::vector<std::string>& arguments) {
+    const auto shell = loadModule<ShellModule>("libnimbe-shell.so", "nimbeShellModule");
+    if (!shell) return cannotBeLoaded("The command line", shell.error());
     std::vector<const char*> words{program};
     for (const auto& argument : arguments) words.push_back(argument.c_str());
-    const auto services = makeShellServices();
-    return runCommandLine(
-        static_cast<int>(words.size()), words.data(), *services, {std::cin, std::cout, std::cerr});
+    return (*shell)->run(static_cast<int>(words.size()), words.data());
 }
 
 int run(int argc, char** argv) {
@@ -62,12 +59,5 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     nimbe::fillStandardStreams();
-    std::ios::sync_with_stdio(false);
-    try {
-        return nimbe::run(argc, argv);
-    } catch (const std::exception& error) {
-        // Memory ran out, most likely.
-        std::fprintf(stderr, "nimbe: %s\n", error.what());
-        return 1;
-    }
+    return nimbe::reportingUncaught([&] { return nimbe::run(argc, argv); });
 }

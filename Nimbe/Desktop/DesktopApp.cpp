@@ -21,6 +21,7 @@
 #include "NimbeEngine/Transform/OnDeviceTransformer.h"
 #include "NimbeEngine/Transform/PromptFetcher.h"
 #include "NimbeGround/SyncedStore.h"
+#include "NimbeLoader/ProgramPlace.h"
 #include "NimbeUI/DesktopUI.h"
 #include "NimbeUI/QuickCaptureHUD.h"
 #include "PlatformDesktop/BusRemoteClient.h"

@@ -4,6 +4,7 @@
 
 #include "DesktopApp.h"
 #include "NimbeApp/DesktopModule.h"
+#include "NimbeLoader/Uncaught.h"
 #include "PlatformStorage/DataFolders.h"
 
 namespace nimbe {
@@ -12,6 +13,11 @@ namespace {
 class LinuxDesktop final : public DesktopModule {
 public:
     int run(const Launch& launch) override {
+        return reportingUncaught([&] { return start(launch); });
+    }
+
+private:
+    static int start(const Launch& launch) {
         const char* display = std::getenv("DISPLAY");
         if (!display || !*display) {
             std::cerr << "nimbe: There is no X11 display here, which the application needs.\n"

@@ -1,7 +1,6 @@
 #include "NimbeGround/Ground.h"
 
-#include <string_view>
-#include <system_error>
+#include "NimbeLoader/ProgramPlace.h"
 
 namespace nimbe {
 
@@ -13,20 +12,6 @@ HistoryGround::HistoryGround(Ground& ground)
 SecretStore& HistoryGround::keychain(const DataFolders& folders) {
     if (folders.isPortable) return noKeyring;
     return keyring;
-}
-
-std::filesystem::path executablePath() {
-    std::error_code error;
-    const auto path = std::filesystem::read_symlink("/proc/self/exe", error);
-    // proc(5): what the kernel adds when the file has gone.
-    constexpr std::string_view gone = " (deleted)";
-    const auto& name = path.native();
-    if (!name.ends_with(gone) || std::filesystem::exists(path, error)) return path;
-    return name.substr(0, name.size() - gone.size());
-}
-
-std::filesystem::path programFolder() {
-    return executablePath().parent_path().parent_path();
 }
 
 HearingModule::ModelFolders modelFolders(const DataFolders& folders) {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <filesystem>
-
 #include "NimbeApp/HearingModule.h"
 #include "NimbeGround/LoadedKeyring.h"
 #include "NimbeKitCore/History/DictationHistory.h"
@@ -41,13 +39,6 @@ private:
     /// What NIMBE_HOME names stands by itself: its key too.
     [[nodiscard]] SecretStore& keychain(const DataFolders& folders);
 };
-
-/// Where this program was started from, also when an update has replaced it since.
-[[nodiscard]] std::filesystem::path executablePath();
-
-/// What comes with the program, beside the folder of its executable; not absolute when
-/// /proc does not tell.
-[[nodiscard]] std::filesystem::path programFolder();
 
 [[nodiscard]] HearingModule::ModelFolders modelFolders(const DataFolders& folders);
 

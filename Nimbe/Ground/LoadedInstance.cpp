@@ -1,6 +1,6 @@
 #include "NimbeGround/LoadedInstance.h"
 
-#include "NimbeGround/ModuleLoader.h"
+#include "NimbeGround/LoadedBus.h"
 
 namespace nimbe {
 namespace {

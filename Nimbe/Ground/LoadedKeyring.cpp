@@ -1,6 +1,6 @@
 #include "NimbeGround/LoadedKeyring.h"
 
-#include "NimbeGround/ModuleLoader.h"
+#include "NimbeGround/LoadedBus.h"
 
 namespace nimbe {
 

@@ -1,4 +1,4 @@
-#include "NimbeMCPMode/QuietLog.h"
+#include "QuietLog.h"
 
 #include <utility>
 

@@ -1,6 +1,7 @@
 #include "NimbeMCP/MCPServer.h"
 
 #include "NimbeMCP/JsonText.h"
+#include "NimbeMCP/MCPTools.h"
 
 namespace nimbe {
 namespace {
@@ -40,8 +41,8 @@ const Json& objectIn(const Json& object, std::string_view name) {
 
 } // namespace
 
-MCPServer::MCPServer(MemoryBackend& backend, std::string serverVersion)
-    : tools(backend), serverVersion(std::move(serverVersion)) {}
+MCPServer::MCPServer(ToolCalls& tools, std::string serverVersion)
+    : tools(tools), serverVersion(std::move(serverVersion)) {}
 
 std::optional<std::string> MCPServer::handle(std::string_view line) {
     if (line.empty()) return std::nullopt;

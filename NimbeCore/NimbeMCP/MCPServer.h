@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "NimbeMCP/MCPTools.h"
+#include "NimbeMCP/ToolCalls.h"
 
 namespace nimbe {
 
@@ -16,14 +16,14 @@ public:
     static constexpr std::string_view protocolVersion = "2025-06-18";
 
     /// Lent; must outlive this.
-    MCPServer(MemoryBackend& backend, std::string serverVersion);
+    MCPServer(ToolCalls& tools, std::string serverVersion);
 
     /// The answer, without a line break; absent where there is none: to notifications and
     /// to what is no request. A client's id comes back as the value that it was.
     [[nodiscard]] std::optional<std::string> handle(std::string_view line);
 
 private:
-    MCPTools tools;
+    ToolCalls& tools;
     std::string serverVersion;
 
     [[nodiscard]] std::optional<std::string> resultOf(

@@ -84,8 +84,10 @@ TEST_F(LanguageProgram, ctrlCGivesUpAndGivesTheTextBack) {
     }
 }
 
-TEST_F(LanguageProgram, theExecutableStartsWithoutTheLibraryForTheWeb) {
-    const auto libraries = Process::run({"/usr/bin/ldd", NIMBE_EXECUTABLE}, "");
+TEST_F(LanguageProgram, verbsStartWithoutTheLibraryForTheWeb) {
+    const auto shell = std::filesystem::path(NIMBE_EXECUTABLE).parent_path().parent_path() /
+                       "lib/nimbe/libnimbe-shell.so";
+    const auto libraries = Process::run({"/usr/bin/ldd", shell.string()}, "");
     EXPECT_NE(libraries.output.find("libsqlite3"), std::string::npos) << libraries.error;
     EXPECT_EQ(libraries.output.find("libcurl"), std::string::npos);
 }

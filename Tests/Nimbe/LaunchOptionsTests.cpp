@@ -2,6 +2,7 @@
 
 #include "Fakes/FakeLogSink.h"
 #include "Fakes/MemoryUserDefaults.h"
+#include "NimbeApp/CrashSentinelController.h"
 #include "NimbeApp/LaunchOptions.h"
 
 namespace nimbe {

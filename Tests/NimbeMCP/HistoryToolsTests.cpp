@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "Fakes/FakeMemoryRecordSource.h"
+#include "NimbeMCP/HistoryTools.h"
 #include "NimbeMCP/LocalHistoryBackend.h"
-#include "NimbeMCP/MCPTools.h"
 
 namespace nimbe {
 namespace {
@@ -22,10 +22,10 @@ MemoryRecords manyRecords() {
     return many;
 }
 
-struct MCPToolsTest : testing::Test {
+struct HistoryToolsTest : testing::Test {
     FakeMemoryRecordSource source{manyRecords()};
     LocalHistoryBackend backend{source};
-    MCPTools tools{backend};
+    HistoryTools tools{backend};
 
     /// The text of the answer, behind "error: " when it is one.
     std::string text(std::string_view name, std::string_view arguments) {
@@ -49,7 +49,7 @@ struct MCPToolsTest : testing::Test {
 
 } // namespace
 
-TEST_F(MCPToolsTest, answersHaveTheseMembersInThisOrder) {
+TEST_F(HistoryToolsTest, answersHaveTheseMembersInThisOrder) {
     EXPECT_EQ(text("search_dictations", R"({"query":"WORD","limit":1})"),
         R"({"results":[{"id":"ID0","snippet":"say \"word\"\n\u0001 é","score":1.0,)"
         R"("createdAt":"2026-02-28T20:26:40Z","mode":"notes"}]})");
@@ -66,7 +66,7 @@ TEST_F(MCPToolsTest, answersHaveTheseMembersInThisOrder) {
     EXPECT_EQ(page, R"({"items":[],"nextCursor":"0"})");
 }
 
-TEST_F(MCPToolsTest, previewsHave120Characters) {
+TEST_F(HistoryToolsTest, previewsHave120Characters) {
     for (const std::string_view piece : {"a", "é", "👨‍👩‍👧‍👦"}) {
         source.set({{"A", repeated(piece, 120), Date{2}, "notes"},
             {"B", repeated(piece, 121), Date{1}, "notes"}});
@@ -77,7 +77,7 @@ TEST_F(MCPToolsTest, previewsHave120Characters) {
     }
 }
 
-TEST_F(MCPToolsTest, callsThatCannotBeServedSayWhy) {
+TEST_F(HistoryToolsTest, callsThatCannotBeServedSayWhy) {
     struct Case {
         std::string_view name;
         std::string_view arguments;
@@ -102,7 +102,7 @@ TEST_F(MCPToolsTest, callsThatCannotBeServedSayWhy) {
         EXPECT_EQ(text(c.name, c.arguments), "error: " + std::string(c.error)) << c.arguments;
 }
 
-TEST_F(MCPToolsTest, optionalArgumentsOfAnotherTypeCountAsAbsent) {
+TEST_F(HistoryToolsTest, optionalArgumentsOfAnotherTypeCountAsAbsent) {
     const std::string_view noIntegers[] = {"\"7\"", "7.5", "7e-1", "true", "null", "[7]", "{}",
         "9223372036854775808", "-9223372036854775809", "1e400", "1e-400"};
     for (const auto value : noIntegers) {
@@ -129,7 +129,7 @@ TEST_F(MCPToolsTest, optionalArgumentsOfAnotherTypeCountAsAbsent) {
     EXPECT_EQ(count("search_dictations", R"({"query":"","limit":-9223372036854775808})"), 0U);
 }
 
-TEST_F(MCPToolsTest, timesAreInternetDateTimes) {
+TEST_F(HistoryToolsTest, timesAreInternetDateTimes) {
     struct Case {
         std::string_view since;
         std::size_t found;
@@ -155,41 +155,6 @@ TEST_F(MCPToolsTest, timesAreInternetDateTimes) {
     }
     EXPECT_EQ(count("search_dictations", R"({"query":"","until":"2026-02-28T20:25:57Z"})"), 1U)
         << "a fraction of a second later is later";
-}
-
-TEST_F(MCPToolsTest, descriptorsSayWhatTheToolsTake) {
-    const auto list = Json::parse(MCPTools::descriptors()).value();
-    EXPECT_EQ(list.text(), MCPTools::descriptors()) << "compact";
-    struct Case {
-        const char* name;
-        const char* required;
-        std::vector<std::string> properties;
-    };
-    const Case cases[] = {
-        {"search_dictations", R"(["query"])", {"query", "limit", "since", "until", "mode"}},
-        {"get_dictation", R"(["id"])", {"id"}},
-        {"list_dictations", "", {"limit", "cursor", "since", "until"}},
-    };
-    ASSERT_EQ(list.asArray()->size(), std::size(cases));
-    for (std::size_t i = 0; i < std::size(cases); ++i) {
-        const auto& c = cases[i];
-        const auto& tool = list.asArray()->at(i);
-        EXPECT_EQ(tool.asObject()->size(), 4U);
-        EXPECT_EQ(*tool.member("name")->asString(), c.name);
-        EXPECT_EQ(
-            tool.member("annotations")->text(), R"({"readOnlyHint":true,"openWorldHint":false})");
-        const auto& schema = *tool.member("inputSchema");
-        EXPECT_EQ(*schema.member("type")->asString(), "object");
-        const auto* required = schema.member("required");
-        EXPECT_EQ(required ? required->text() : "", c.required);
-        std::vector<std::string> names;
-        for (const auto& [name, property] : *schema.member("properties")->asObject()) {
-            names.push_back(name);
-            EXPECT_EQ(property.asObject()->size(), 2U) << name;
-            EXPECT_EQ(*property.member("type")->asString(), name == "limit" ? "integer" : "string");
-        }
-        EXPECT_EQ(names, c.properties);
-    }
 }
 
 } // namespace nimbe

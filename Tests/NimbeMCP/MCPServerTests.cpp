@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include "Fakes/FakeMemoryRecordSource.h"
+#include "NimbeMCP/HistoryTools.h"
 #include "NimbeMCP/LocalHistoryBackend.h"
 #include "NimbeMCP/MCPServer.h"
+#include "NimbeMCP/MCPTools.h"
 
 namespace nimbe {
 namespace {
@@ -14,7 +16,8 @@ const std::string parseError =
 struct MCPServerTest : testing::Test {
     FakeMemoryRecordSource source{{{"A", "text", Date{1}, "notes"}}};
     LocalHistoryBackend backend{source};
-    MCPServer server{backend, "1.2.3"};
+    HistoryTools tools{backend};
+    MCPServer server{tools, "1.2.3"};
 
     std::string handle(std::string_view line) { return server.handle(line).value_or(nothing); }
 };

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "Fakes/FakeMemoryRecordSource.h"
+#include "NimbeMCP/HistoryTools.h"
 #include "NimbeMCP/LocalHistoryBackend.h"
 #include "NimbeMCP/MCPStdioLoop.h"
 
@@ -39,7 +40,8 @@ public:
 struct MCPStdioLoopTest : testing::Test {
     FakeMemoryRecordSource source;
     LocalHistoryBackend backend{source};
-    MCPServer server{backend, "1"};
+    HistoryTools tools{backend};
+    MCPServer server{tools, "1"};
     FakeByteChannel channel;
 
     std::string run(std::deque<std::string> pieces) {

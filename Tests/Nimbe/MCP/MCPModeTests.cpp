@@ -307,13 +307,43 @@ TEST_F(MCPModeTest, memoryOfAHugeLineIsGivenBack) {
 TEST_F(MCPModeTest, nothingOfADesktopIsLoaded) {
     dictate("a word");
     PipedProcess process(server());
+    const auto expectNone = [&](std::initializer_list<const char*> names) {
+        std::ifstream maps("/proc/" + std::to_string(process.pid()) + "/maps");
+        std::string loaded{std::istreambuf_iterator<char>(maps), {}};
+        for (const auto* name : names) EXPECT_EQ(loaded.find(name), loaded.npos) << name;
+        return loaded;
+    };
+    EXPECT_TRUE(process.ask(initialize));
+    (void)expectNone({"libnimbe-", "libicu", "libsqlite3", "libcrypto"});
     EXPECT_EQ(listed(process), "a word;");
-    std::ifstream maps("/proc/" + std::to_string(process.pid()) + "/maps");
-    const std::string loaded{std::istreambuf_iterator<char>(maps), {}};
-    ASSERT_NE(loaded.find("libsqlite3"), loaded.npos) << "the list is one";
-    for (const auto* name : {"libnimbe-", "libQt", "libxcb", "libX11", "libwayland", "libpulse",
-             "libsndfile", "libonnx", "libcurl", "libssl", "libgio", "libglib", "libsecret"})
-        EXPECT_EQ(loaded.find(name), loaded.npos) << name;
+    const auto loaded = expectNone({"libnimbe-bus", "libnimbe-desktop", "libnimbe-hearing",
+        "libnimbe-shell", "libnimbe-web", "libQt", "libxcb", "libX11", "libwayland", "libpulse",
+        "libsndfile", "libonnx", "libcurl", "libssl", "libgio", "libglib", "libsecret"});
+    EXPECT_NE(loaded.find("libsqlite3"), loaded.npos) << "the list is one";
+}
+
+TEST_F(MCPModeTest, anUpdateOfTheProgramLeavesARunningServerWhole) {
+    dictate("a word");
+    const auto program = folder.path / "program" / "bin" / "nimbe";
+    const auto library = folder.path / "program" / "lib" / "nimbe" / "libnimbe-tools.so";
+    fs::create_directories(program.parent_path());
+    fs::create_directories(library.parent_path());
+    fs::copy_file(NIMBE_EXECUTABLE, program);
+    fs::copy_file(
+        fs::path(NIMBE_EXECUTABLE).parent_path().parent_path() / "lib/nimbe/libnimbe-tools.so",
+        library);
+    PipedProcess process({program.string(), "--mcp-stdio"});
+    EXPECT_EQ(process.ask(ping), pong);
+    fs::remove(library);
+    std::ofstream(library) << "of another version";
+    EXPECT_EQ(listed(process), "a word;");
+    EXPECT_EQ(process.finish(), 0);
+
+    PipedProcess damaged({program.string(), "--mcp-stdio"});
+    EXPECT_NE(damaged.ask(list)->find("A part of Nimbe cannot be loaded."), std::string::npos);
+    EXPECT_EQ(damaged.ask(ping), pong);
+    EXPECT_EQ(damaged.finish(), 0);
+    EXPECT_NE(damaged.error().find("What reads the history cannot be loaded: "), std::string::npos);
 }
 
 } // namespace nimbe

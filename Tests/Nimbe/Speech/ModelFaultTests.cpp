@@ -88,19 +88,28 @@ TEST_F(ModelFaultTest, anIncompleteModelOfTheUsersGivesWayToThePackagedOne) {
 
 TEST_F(ModelFaultTest, aProgramWithoutItsPartsSaysWhichIsMissing) {
     const auto executable = copiedExecutable();
-    const auto alone = transcribe(executable);
-    EXPECT_EQ(alone.exitCode, 1);
-    EXPECT_EQ(alone.output, "");
-    EXPECT_TRUE(alone.error.starts_with("nimbe: What Nimbe hears with cannot be loaded: "))
-        << alone.error;
-
-    const auto library = fs::path("lib") / "nimbe" / "libnimbe-hearing.so";
-    fs::create_directories((folder.path / library).parent_path());
-    std::ofstream(folder.path / library) << "no library";
-    EXPECT_EQ(transcribe(executable).exitCode, 1);
-    fs::remove(folder.path / library);
-    fs::create_symlink(
-        fs::path(NIMBE_EXECUTABLE).parent_path().parent_path() / library, folder.path / library);
+    const auto library = [&](const char* name) {
+        return folder.path / "lib" / "nimbe" / name;
+    };
+    const auto install = [&](const char* name) {
+        const auto program = fs::path(NIMBE_EXECUTABLE).parent_path().parent_path();
+        fs::create_symlink(program / "lib" / "nimbe" / name, library(name));
+    };
+    const auto expectMissing = [&](const std::string& what) {
+        const auto process = transcribe(executable);
+        EXPECT_EQ(process.exitCode, 1);
+        EXPECT_EQ(process.output, "");
+        EXPECT_TRUE(process.error.starts_with("nimbe: " + what + " cannot be loaded: "))
+            << process.error;
+    };
+    expectMissing("The command line");
+    fs::create_directories(library("").parent_path());
+    install("libnimbe-shell.so");
+    expectMissing("What Nimbe hears with");
+    std::ofstream(library("libnimbe-hearing.so")) << "no library";
+    expectMissing("What Nimbe hears with");
+    fs::remove(library("libnimbe-hearing.so"));
+    install("libnimbe-hearing.so");
     const auto noModel = transcribe(executable);
     EXPECT_EQ(noModel.exitCode, 1);
     EXPECT_EQ(noModel.error,
