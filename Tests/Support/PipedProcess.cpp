@@ -1,16 +1,20 @@
 #include "Support/PipedProcess.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <poll.h>
+#include <spawn.h>
 #include <stdexcept>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+extern char** environ;
 
 namespace nimbe {
 namespace {
@@ -42,6 +46,22 @@ void drain(int& end, std::string& into) {
         closeEnd(end);
 }
 
+using Variables = std::vector<std::pair<std::string, std::string>>;
+
+/// This process's, with those in place of the ones that have their names.
+std::vector<std::string> environmentWith(const Variables& others) {
+    std::vector<std::string> all;
+    for (char** each = environ; *each; ++each) {
+        const std::string_view variable(*each);
+        const auto name = variable.substr(0, variable.find('='));
+        if (std::none_of(others.begin(), others.end(),
+                [&](const auto& other) { return other.first == name; }))
+            all.emplace_back(variable);
+    }
+    for (const auto& [name, value] : others) all.push_back(name + "=" + value);
+    return all;
+}
+
 } // namespace
 
 PipedProcess::PipedProcess(std::vector<std::string> arguments,
@@ -53,24 +73,34 @@ PipedProcess::PipedProcess(std::vector<std::string> arguments,
     auto input = makePipe();
     auto answers = makePipe();
     auto complaints = makePipe();
-    child = ::fork();
-    if (child < 0) throw std::runtime_error("fork");
-    if (child == 0) {
-        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-        ::dup2(input[0], STDIN_FILENO);
-        ::dup2(answers[1], STDOUT_FILENO);
-        ::dup2(complaints[1], STDERR_FILENO);
-        ::signal(SIGPIPE, SIG_DFL);
-        for (const auto& [name, value] : environment) ::setenv(name.c_str(), value.c_str(), 1);
-        ::execvp(argv[0], argv.data());
-        ::_exit(127);
-    }
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, answers[1], STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, complaints[1], STDERR_FILENO);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t asUsual;
+    sigemptyset(&asUsual);
+    sigaddset(&asUsual, SIGPIPE);
+    posix_spawnattr_setsigdefault(&attributes, &asUsual);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+    auto variables = environmentWith(environment);
+    std::vector<char*> envp;
+    for (auto& variable : variables) envp.push_back(variable.data());
+    envp.push_back(nullptr);
+    // Not by fork(), which takes the longer the more memory this process has.
+    const int problem =
+        ::posix_spawnp(&child, argv[0], &actions, &attributes, argv.data(), envp.data());
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
     ::close(input[0]);
     ::close(answers[1]);
     ::close(complaints[1]);
     in = input[1];
     out = answers[0];
     err = complaints[0];
+    if (problem != 0) throw std::runtime_error(arguments.front() + ": " + std::strerror(problem));
     ::fcntl(in, F_SETFL, O_NONBLOCK);
 }
 
@@ -109,14 +139,15 @@ bool PipedProcess::write(std::string_view bytes) {
 std::optional<std::string> PipedProcess::readLine(double seconds) {
     const auto limit = after(seconds);
     std::string_view nothing;
-    std::size_t looked = 0;
+    std::size_t looked = given;
     while (true) {
         const auto end = output.find('\n', looked);
         if (end != output.npos) {
-            auto line = output.substr(0, end);
-            output.erase(0, end + 1);
+            auto line = output.substr(given, end - given);
+            given = end + 1;
             return line;
         }
+        output.erase(0, std::exchange(given, 0));
         looked = output.size();
         if (out < 0 || Clock::now() > limit) return std::nullopt;
         (void)step(50, nothing);

@@ -42,7 +42,8 @@ private:
     int in = -1;
     int out = -1;
     int err = -1;
-    std::string output; // not given yet
+    std::string output;
+    std::size_t given = 0; // of the output: lines that were read
     std::string errors;
 
     bool step(int milliseconds, std::string_view& toWrite);

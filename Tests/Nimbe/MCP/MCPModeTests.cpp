@@ -57,7 +57,9 @@ struct MCPModeTest : testing::Test {
         const auto json = Json::parse(*answer);
         if (!json) return *answer;
         const auto& content = json->member("result")->member("content")->asArray()->at(0);
-        const auto payload = Json::parse(*content.member("text")->asString());
+        const auto& text = *content.member("text")->asString();
+        const auto payload = Json::parse(text);
+        if (!payload) return text;
         std::string texts;
         for (const auto& item : *payload->member("items")->asArray())
             texts += *item.member("preview")->asString() + ";";
