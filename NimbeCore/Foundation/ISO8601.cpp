@@ -1,10 +1,8 @@
 #include "Foundation/ISO8601.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cmath>
-#include <cstdio>
 
 namespace nimbe::iso8601 {
 namespace {
@@ -46,6 +44,12 @@ std::optional<int> takeZone(std::string_view text) {
     return west ? -seconds : seconds;
 }
 
+/// In so many decimal digits. By hand: std::snprintf takes a sixth of a call that lists.
+void putNumber(std::string& text, std::size_t at, std::size_t digits, int number) {
+    for (std::size_t i = at + digits; i > at; number /= 10)
+        text[--i] = static_cast<char>('0' + number % 10);
+}
+
 } // namespace
 
 std::string format(Date date) {
@@ -57,12 +61,14 @@ std::string format(Date date) {
     const std::chrono::year_month_day calendar{std::chrono::sys_days(day)};
     const std::chrono::hh_mm_ss<std::chrono::seconds> clock(whole - day);
 
-    std::array<char, 64> buffer{};
-    const int length = std::snprintf(buffer.data(), buffer.size(), "%04d-%02u-%02uT%02d:%02d:%02dZ",
-        static_cast<int>(calendar.year()), static_cast<unsigned>(calendar.month()),
-        static_cast<unsigned>(calendar.day()), static_cast<int>(clock.hours().count()),
-        static_cast<int>(clock.minutes().count()), static_cast<int>(clock.seconds().count()));
-    return {buffer.data(), static_cast<std::size_t>(length)};
+    std::string text = "0000-00-00T00:00:00Z";
+    putNumber(text, 0, 4, static_cast<int>(calendar.year()));
+    putNumber(text, 5, 2, static_cast<int>(static_cast<unsigned>(calendar.month())));
+    putNumber(text, 8, 2, static_cast<int>(static_cast<unsigned>(calendar.day())));
+    putNumber(text, 11, 2, static_cast<int>(clock.hours().count()));
+    putNumber(text, 14, 2, static_cast<int>(clock.minutes().count()));
+    putNumber(text, 17, 2, static_cast<int>(clock.seconds().count()));
+    return text;
 }
 
 std::optional<Date> parse(std::string_view text) {
