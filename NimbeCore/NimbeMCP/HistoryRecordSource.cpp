@@ -35,9 +35,10 @@ void dropRepeated(MemoryRecords& records) {
     std::erase_if(records, [&](const auto&) { return isRepeated[at++]; });
 }
 
-/// Both newest first; those whose id is there already are left out.
-void addOthers(MemoryRecords& own, const MemoryRecords& others) {
-    std::unordered_set<std::string> ids;
+/// Both newest first; those whose id is there already, or among `without`, are left out.
+void addOthers(MemoryRecords& own, const MemoryRecords& others,
+    const std::unordered_set<std::string>& without) {
+    auto ids = without;
     for (const auto& each : own) ids.insert(each.id);
     const auto middle = static_cast<std::ptrdiff_t>(own.size());
     std::copy_if(others.begin(), others.end(), std::back_inserter(own),
@@ -58,10 +59,13 @@ std::shared_ptr<const MemoryRecords> HistoryRecordSource::records() {
     if (!areComplete) readTranscripts();
     const bool isUnchanged = merged && transcripts.has_value() == areComplete;
     if (isUnchanged && now && now == seenRevision) return merged;
+    const auto deletedBefore = deleted.size();
+    for (const auto& id : history.trashedIDs()) deleted.insert(id.text());
     auto entries = history.entries();
     // What could not be read may be readable next time without any change of the store.
     seenRevision = history.problem() ? std::nullopt : now;
-    if (isUnchanged && entries == seenEntries) return merged;
+    const bool isAnyDeleted = deleted.size() > deletedBefore;
+    if (isUnchanged && !isAnyDeleted && entries == seenEntries) return merged;
     seenEntries = std::move(entries);
     merge();
     return merged;
@@ -85,7 +89,7 @@ void HistoryRecordSource::merge() {
     for (const auto& entry : seenEntries) all.push_back(record(entry));
     dropRepeated(all);
     sortNewestFirst(all);
-    if (transcripts) addOthers(all, *transcripts);
+    if (transcripts) addOthers(all, *transcripts, deleted);
     merged = std::make_shared<const MemoryRecords>(std::move(all));
 }
 

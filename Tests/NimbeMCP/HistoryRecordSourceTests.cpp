@@ -82,6 +82,24 @@ TEST_F(HistoryRecordSourceTest, anUnchangedRevisionIsNotReadAgain) {
     EXPECT_EQ(texts(), "three two one ") << "it cannot be told";
 }
 
+TEST_F(HistoryRecordSourceTest, whatIsDeletedIsNotReadAgain) {
+    const auto id = history.append("both", DictationMode::notes, Date{1}).id;
+    synced = {transcript("both", 1), transcript("old", 0), transcript("kept", -1)};
+    synced[0].id = id;
+    revision = 1;
+    EXPECT_EQ(texts(), "both old kept ");
+    history.deleteEntry(id, Date{2});
+    history.stash({synced[1].id, "old", Date{0}}, true, Date{2});
+    revision = 2;
+    EXPECT_EQ(texts(), "kept ");
+    history.emptyTrash();
+    revision = 3;
+    EXPECT_EQ(texts(), "kept ") << "not even when it is deleted for good";
+    history.reinstate({id, "both", Date{1}});
+    revision = 4;
+    EXPECT_EQ(texts(), "both kept ") << "what the history has is there";
+}
+
 TEST_F(HistoryRecordSourceTest, whatCannotBeReadIsTriedAgain) {
     struct LockableKeyStore final : LocalHistoryKeyStore {
         InMemoryLocalHistoryKeyStore key;

@@ -212,6 +212,15 @@ std::vector<TrashedEntry> DictationHistory::trashed(Date now) {
     return std::move(seen->records);
 }
 
+std::vector<UUID> DictationHistory::trashedIDs() {
+    const std::lock_guard guard(lock);
+    vault.begin();
+    std::vector<UUID> ids;
+    if (const auto trash = vault.load(trashList))
+        for (const auto& item : trash->records) ids.push_back(item.entry.id);
+    return ids;
+}
+
 std::optional<TrashedEntry> DictationHistory::restore(const UUID& id) {
     const std::lock_guard guard(lock);
     vault.begin();

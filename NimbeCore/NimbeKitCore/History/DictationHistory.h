@@ -63,6 +63,8 @@ public:
 
     /// After purging what has been there longer than 30 days.
     [[nodiscard]] std::vector<TrashedEntry> trashed(Date now);
+    /// Of all that is there; nothing is purged or written.
+    [[nodiscard]] std::vector<UUID> trashedIDs();
     /// Takes an item out of the trash; back into the list unless it was synced.
     std::optional<TrashedEntry> restore(const UUID& id);
     /// Puts an entry into the list by its time, before one of the same time.
