@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "DesktopDictation.h"
+#include "Foundation/Json.h"
 #include "Foundation/Text.h"
 #include "Support/TestModelServer.h"
 
@@ -51,13 +52,17 @@ struct DesktopAICleanup : DesktopDictation {
 
 } // namespace
 
-TEST_F(DesktopAICleanup, whatIsDictatedIsPolished) {
+TEST_F(DesktopAICleanup, whatIsDictatedIsPolishedAndKeptAsItWasSaid) {
+    (void)verb({"settings", "set", "historyEnabled", "on"});
     startWithCleanup();
     auto target = open(Kind::qtEditor);
     const auto text = dictate(target, sentences[0]);
     EXPECT_TRUE(isPolished(text)) << text << app->output();
     expectSaid(withoutMark(text), sentences[0]);
     EXPECT_EQ(endApp(), 0);
+    const auto list = Json::parse(verb({"history", "list", "--json"})).value();
+    const auto id = *list.asArray()->at(0).member("id")->asString();
+    EXPECT_EQ(verb({"history", "show", id, "--original"}), withoutMark(text) + "\n");
 }
 
 TEST_F(DesktopAICleanup, whateverTheServerDoesTheTextComes) {

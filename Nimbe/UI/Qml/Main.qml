@@ -199,7 +199,7 @@ FocusScope {
             symbol: "archivebox.fill"
             text: "Keep every dictation?"
             note: "Nimbe keeps the last 100. It can keep all of them, encrypted, on this computer, "
-                  + "for you and the AI clients that you connect to search."
+                  + "for you to search, and for AI clients that you connect."
 
             PushButton {
                 text: "Keep all"
