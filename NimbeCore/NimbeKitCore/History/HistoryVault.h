@@ -20,7 +20,7 @@ struct HistoryProblem {
         keyUnavailable,   // the key is not to be had for another reason
         storeUnreadable,  // the settings store fails
         listUnreadable,   // a stored list is damaged or of another key: taken as empty
-        syncedUnreadable, // of what is kept beside the history: gone on without it
+        syncedUnreadable, // what is kept beside the history: gone on without it
         notStored         // the change could not be written; all is as before
     };
     Kind kind = Kind::notStored;
