@@ -106,6 +106,21 @@ TEST_F(SqliteUserDefaultsReadingTest, whoOnlyReadsFollowsWritersAndWritesNothing
     EXPECT_EQ(bytes(), before);
 }
 
+TEST_F(SqliteUserDefaultsReadingTest, whoOnlyReadsSeesAnotherFileOfTheSameSizeAndTime) {
+    const auto earlier = folder.path / "earlier.sqlite";
+    EXPECT_TRUE(open()->set(name, std::string("1")));
+    fs::copy_file(file, earlier);
+    EXPECT_TRUE(open()->set(name, std::string("2")));
+    SqliteUserDefaults reader(file, log, SqliteUserDefaults::Access::readOnly);
+    EXPECT_EQ(reader.get(name), "2");
+    const auto revision = reader.revision();
+    ASSERT_EQ(fs::file_size(earlier), fs::file_size(file));
+    fs::last_write_time(earlier, fs::last_write_time(file));
+    fs::rename(earlier, file);
+    EXPECT_NE(reader.revision(), revision);
+    EXPECT_EQ(reader.get(name), "1");
+}
+
 TEST_F(SqliteUserDefaultsReadingTest, whoOnlyReadsLeavesDamageAsItIs) {
     EXPECT_TRUE(open()->set(name, std::string("kept")));
     setBytes(std::string(20'000, 'x'));

@@ -74,17 +74,14 @@ std::optional<SqliteFile::Identity> SqliteFile::identity() const {
     return Identity{now.st_dev, now.st_ino};
 }
 
-std::string SqliteFile::state() const {
-    std::string state;
-    for (const char* suffix : {"", "-wal"}) {
+SqliteFile::State SqliteFile::state() const {
+    const auto part = [](const std::string& name) -> std::optional<State::Part> {
         struct stat now {};
-        if (::stat(with(suffix).c_str(), &now) != 0) continue;
-        for (const auto number : {static_cast<long long>(now.st_ino),
-                 static_cast<long long>(now.st_size), static_cast<long long>(now.st_mtim.tv_sec),
-                 static_cast<long long>(now.st_mtim.tv_nsec)})
-            state += std::to_string(number) + " ";
-    }
-    return state;
+        if (::stat(name.c_str(), &now) != 0) return std::nullopt;
+        return State::Part{
+            {now.st_dev, now.st_ino}, now.st_size, now.st_mtim.tv_sec, now.st_mtim.tv_nsec};
+    };
+    return {part(path.native()), part(path.native() + "-wal")};
 }
 
 void SqliteFile::remove() const {

@@ -43,8 +43,20 @@ struct SqliteFile {
     };
     [[nodiscard]] std::optional<Identity> identity() const;
 
-    /// Differs when the file or its log may have been written to.
-    [[nodiscard]] std::string state() const;
+    /// Differs when the path names another file, or it or its log may have been written to.
+    struct State {
+        struct Part {
+            Identity identity;
+            std::int64_t size = 0;
+            std::int64_t seconds = 0; // when it was changed, and
+            std::int64_t nanoseconds = 0;
+            friend bool operator==(const Part&, const Part&) = default;
+        };
+        std::optional<Part> file; // absent: none
+        std::optional<Part> log;
+        friend bool operator==(const State&, const State&) = default;
+    };
+    [[nodiscard]] State state() const;
 
     /// Removes a half-made file with what SQLite leaves beside it.
     void remove() const;

@@ -24,16 +24,10 @@ SqliteUserDefaultsFile::SqliteUserDefaultsFile(fs::path path, LogSink& sink, Acc
 
 Result<std::int64_t, DefaultsError> SqliteUserDefaultsFile::version(Use use) {
     using enum DefaultsError::Kind;
-    // Found damaged since; set aside by another process; removed by the user.
-    if (opened && !isInTransaction && (isSuspect || !isStillThere())) {
+    if (opened && !isInTransaction && mustBeOpenedAgain()) {
         opened.reset();
         isSuspect = false;
     }
-    // A file opened for reading alone is read without locks, as it then was. It may
-    // become writable, or be so to others, who see another mount of it.
-    if (opened && !opened->state.empty() &&
-        (file.state() != opened->state || (access == Access::full && file.isWritable())))
-        opened.reset();
     if (access == Access::readOnly && use == Use::write) {
         log.warning("settings: this program only reads them");
         return failure(DefaultsError{unavailable});
@@ -69,11 +63,20 @@ Result<std::int64_t, DefaultsError> SqliteUserDefaultsFile::version(Use use) {
     return openings << 32 | number;
 }
 
+/// Found damaged since; set aside by another process; removed by the user.
+bool SqliteUserDefaultsFile::mustBeOpenedAgain() const {
+    if (isSuspect) return true;
+    if (!opened->state) return !isStillThere();
+    // A file opened for reading alone is read without locks, as it then was. It may
+    // become writable, or be so to others, who see another mount of it.
+    return file.state() != opened->state || (access == Access::full && file.isWritable());
+}
+
 Result<std::optional<Value>, DefaultsError> SqliteUserDefaultsFile::read(std::string_view key) {
     auto value = readOnce(key);
     // Written to while it was read without locks: now there is a log to read along with it.
-    const bool mayBeTorn = opened && access == Access::readOnly && !opened->state.empty() &&
-                           file.state() != opened->state;
+    const bool mayBeTorn =
+        opened && access == Access::readOnly && opened->state && file.state() != opened->state;
     if (!mayBeTorn) return value;
     const auto now = version(Use::read);
     return now ? readOnce(key) : failure(now.error());
@@ -216,7 +219,7 @@ SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::openBesideWriters() {
 
 SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::adopt(
     Result<SqliteDatabase, SqliteCode> database, bool isReadOnly, Locks locks) {
-    std::string state = locks == Locks::none ? file.state() : std::string();
+    const auto state = locks == Locks::none ? std::optional(file.state()) : std::nullopt;
     if (!database) return verdict(database.error(), "opening");
     const auto identity = file.identity();
     if (!identity) {
@@ -236,9 +239,8 @@ SqliteUserDefaultsFile::Health SqliteUserDefaultsFile::adopt(
     auto remove = database->prepare("DELETE FROM defaults WHERE key = ?");
     auto rename = database->prepare("UPDATE OR REPLACE defaults SET key = ?2 WHERE key = ?1");
     auto version = database->prepare("PRAGMA data_version");
-    opened.emplace(
-        Opened{std::move(*database), std::move(select), std::move(upsert), std::move(remove),
-            std::move(rename), std::move(version), *identity, isReadOnly, std::move(state)});
+    opened.emplace(Opened{std::move(*database), std::move(select), std::move(upsert),
+        std::move(remove), std::move(rename), std::move(version), *identity, isReadOnly, state});
     ++openings;
     return Health::sound;
 }

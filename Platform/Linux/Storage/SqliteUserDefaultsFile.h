@@ -62,7 +62,7 @@ private:
         SqliteStatement version;
         SqliteFile::Identity identity; // of what the path named
         bool isReadOnly = false;
-        std::string state = {}; // of a file that is read without locks; else empty
+        std::optional<SqliteFile::State> state = {}; // of a file that is read without locks
     };
     enum class Locks { taken, none };
     enum class Health { sound, damaged, newer, unreachable, unwritable };
@@ -75,6 +75,7 @@ private:
     bool isInTransaction = false;
     bool isSuspect = false; // damage was met: look it over again before the next use
 
+    [[nodiscard]] bool mustBeOpenedAgain() const;
     [[nodiscard]] Result<std::optional<UserDefaults::Value>, DefaultsError> readOnce(
         std::string_view key);
     [[nodiscard]] Health open(Use use);

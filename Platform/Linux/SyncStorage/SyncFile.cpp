@@ -85,7 +85,7 @@ SyncResult<> SyncFile::openForWriting() {
 }
 
 SyncResult<> SyncFile::adopt(Result<SqliteDatabase, SqliteCode> database, bool isReadOnly) {
-    std::string state = isReadOnly ? file.state() : std::string();
+    const auto state = isReadOnly ? file.state() : SqliteFile::State();
     if (!database)
         return failure(
             fail(Kind::unavailable, std::string("opening failed: ") + database.error().text()));
@@ -97,7 +97,7 @@ SyncResult<> SyncFile::adopt(Result<SqliteDatabase, SqliteCode> database, bool i
     if (use == Use::read)
         if (const auto code = database->execute("PRAGMA query_only = ON"); !code.isOk())
             return failure(report(code, "setting up"));
-    opened.emplace(Opened{std::move(*database), *identity, isReadOnly, std::move(state)});
+    opened.emplace(Opened{std::move(*database), *identity, isReadOnly, state});
     return {};
 }
 

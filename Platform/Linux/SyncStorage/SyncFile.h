@@ -39,8 +39,8 @@ private:
     struct Opened {
         SqliteDatabase database;
         SqliteFile::Identity identity;
-        bool isReadOnly = false; // read without locks
-        std::string state = {};  // as it then was
+        bool isReadOnly = false;      // read without locks
+        SqliteFile::State state = {}; // as it then was
     };
 
     SqliteFile file;
