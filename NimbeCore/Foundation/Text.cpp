@@ -126,6 +126,26 @@ bool isAllAscii(std::string_view utf8) {
     return all < 0x80;
 }
 
+/// Whether each byte is a user-perceived character of its own, as all of ASCII is but for a
+/// carriage return, which is one with the line feed behind it.
+bool areSingleCharacters(std::string_view utf8) {
+    const auto isOther = [](const char* bytes, std::size_t size) {
+        unsigned char any = 0; // as above
+        for (std::size_t i = 0; i < size; ++i) {
+            const bool isReturn = bytes[i] == '\r';
+            any = static_cast<unsigned char>(any | static_cast<unsigned char>(bytes[i]) |
+                                             static_cast<unsigned char>(isReturn ? 0x80 : 0));
+        }
+        return any >= 0x80;
+    };
+    constexpr std::size_t block = 16;
+    const char* const end = utf8.data() + utf8.size();
+    if (utf8.size() < block) return !isOther(utf8.data(), utf8.size());
+    for (const char* at = utf8.data(); at < end - block; at += block)
+        if (isOther(at, block)) return false;
+    return !isOther(end - block, block);
+}
+
 /// With accents composed. Where more marks than this follow each other, ICU would sort them
 /// in quadratic time; no writing has more than 30 (https://www.unicode.org/reports/tr15,
 /// "Stream-Safe Text Format"), and what has is composed in pieces.
@@ -312,8 +332,7 @@ std::vector<std::string> words(std::string_view utf8) {
 std::string_view beginning(std::string_view utf8, std::size_t most) {
     if (utf8.size() <= most) return utf8;
     // One character further: what follows may belong to the last one.
-    const auto plain = utf8.substr(0, most + 1);
-    if (isAllAscii(plain) && plain.find('\r') == plain.npos) return utf8.substr(0, most);
+    if (areSingleCharacters(utf8.substr(0, most + 1))) return utf8.substr(0, most);
     // Making one takes longer than using it.
     thread_local const auto characters = [] {
         UErrorCode status = U_ZERO_ERROR;

@@ -142,6 +142,13 @@ TEST(LocalHistoryBackend, snippetsAreOfWholeCharacters) {
         LocalHistoryBackend backend(source);
         EXPECT_EQ(backend.search({"", 1}).at(0).snippet, c.snippet) << c.why;
     }
+    for (const std::string character : {"é", "\r\n"})
+        for (std::size_t place = 0; place < 200; ++place) {
+            const auto snippet = repeated("a", place) + character + repeated("a", 199 - place);
+            FakeMemoryRecordSource source({{"A", snippet + "b", Date{1}, "notes"}});
+            LocalHistoryBackend backend(source);
+            EXPECT_EQ(backend.search({"", 1}).at(0).snippet, snippet + "…") << place;
+        }
 }
 
 TEST(LocalHistoryBackend, anIdIsOneInItsCase) {
