@@ -10,7 +10,7 @@ namespace nimbe {
 
 std::string LoadedTools::call(std::string_view name, const Json& arguments) {
     if (!tools && !load())
-        return MCPTools::result("A part of Nimbe cannot be loaded. Install it again.", true);
+        return MCPTools::error("A part of Nimbe cannot be loaded. Install it again.");
     auto result = tools->call(name, arguments);
     if (!result) throw std::runtime_error(result.error());
     return std::move(*result);

@@ -53,6 +53,12 @@ void putNumber(std::string& text, std::size_t at, std::size_t digits, int number
 } // namespace
 
 std::string format(Date date) {
+    std::string text;
+    append(text, date);
+    return text;
+}
+
+void append(std::string& to, Date date) {
     const double seconds = std::floor(date.unixSeconds());
     const double held = std::clamp(seconds, firstUnixSecond, lastUnixSecond);
     // A NaN passes through clamp; it has no moment, the epoch stands for it.
@@ -61,14 +67,14 @@ std::string format(Date date) {
     const std::chrono::year_month_day calendar{std::chrono::sys_days(day)};
     const std::chrono::hh_mm_ss<std::chrono::seconds> clock(whole - day);
 
-    std::string text = "0000-00-00T00:00:00Z";
-    putNumber(text, 0, 4, static_cast<int>(calendar.year()));
-    putNumber(text, 5, 2, static_cast<int>(static_cast<unsigned>(calendar.month())));
-    putNumber(text, 8, 2, static_cast<int>(static_cast<unsigned>(calendar.day())));
-    putNumber(text, 11, 2, static_cast<int>(clock.hours().count()));
-    putNumber(text, 14, 2, static_cast<int>(clock.minutes().count()));
-    putNumber(text, 17, 2, static_cast<int>(clock.seconds().count()));
-    return text;
+    const auto at = to.size();
+    to += "0000-00-00T00:00:00Z";
+    putNumber(to, at, 4, static_cast<int>(calendar.year()));
+    putNumber(to, at + 5, 2, static_cast<int>(static_cast<unsigned>(calendar.month())));
+    putNumber(to, at + 8, 2, static_cast<int>(static_cast<unsigned>(calendar.day())));
+    putNumber(to, at + 11, 2, static_cast<int>(clock.hours().count()));
+    putNumber(to, at + 14, 2, static_cast<int>(clock.minutes().count()));
+    putNumber(to, at + 17, 2, static_cast<int>(clock.seconds().count()));
 }
 
 std::optional<Date> parse(std::string_view text) {

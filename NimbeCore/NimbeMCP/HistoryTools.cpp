@@ -4,16 +4,17 @@
 #include <charconv>
 #include <cmath>
 #include <optional>
+#include <utility>
 
 #include "Foundation/ISO8601.h"
+#include "Foundation/Text.h"
 #include "NimbeMCP/JsonText.h"
-#include "NimbeMCP/LocalHistoryBackend.h"
 #include "NimbeMCP/MCPTools.h"
 
 namespace nimbe {
 namespace {
 
-using jsonText::appendMember;
+using jsonText::appendEscapedTwice;
 
 constexpr std::int64_t searchLimit = 10;
 constexpr std::int64_t listLimit = 20;
@@ -48,12 +49,35 @@ void appendScore(std::string& to, double score) {
     if (text.find_first_of(".e") == text.npos) to += ".0";
 }
 
+// A payload is written as the text of a string that it will be: its own quotation marks have
+// a backslash, and what stands between them is escaped twice.
+
+std::string payloadBeginning(std::string_view begin) {
+    constexpr std::size_t usualSize = 8192; // of a page, and a little
+    std::string payload;
+    payload.reserve(usualSize);
+    payload += MCPTools::beforePayload;
+    payload += begin;
+    return payload;
+}
+
+void appendId(std::string& to, std::string_view id) {
+    to += to.back() == '}' ? R"(,{\"id\":\")" : R"({\"id\":\")";
+    appendEscapedTwice(to, id);
+}
+
 void appendEnd(std::string& to, Date createdAt, std::string_view mode) {
-    to += ',';
-    appendMember(to, "createdAt", iso8601::format(createdAt));
-    to += ',';
-    appendMember(to, "mode", mode);
-    to += '}';
+    to += R"(,\"createdAt\":\")";
+    iso8601::append(to, createdAt);
+    to += R"(\",\"mode\":\")";
+    appendEscapedTwice(to, mode);
+    to += R"(\"})";
+}
+
+std::string finished(std::string&& payload, std::string_view end) {
+    payload += end;
+    payload += MCPTools::behindPayload;
+    return std::move(payload);
 }
 
 } // namespace
@@ -62,41 +86,40 @@ std::string HistoryTools::call(std::string_view name, const Json& arguments) {
     if (name == "search_dictations") return search(arguments);
     if (name == "get_dictation") return get(arguments);
     if (name == "list_dictations") return list(arguments);
-    return MCPTools::result("Unknown tool: " + std::string(name), true);
+    return MCPTools::error("Unknown tool: " + std::string(name));
 }
 
 std::string HistoryTools::search(const Json& arguments) {
     const auto* words = stringIn(arguments, "query");
-    if (!words) return MCPTools::result("Missing 'query'", true);
+    if (!words) return MCPTools::error("Missing 'query'");
     MemoryQuery query{*words, integerIn(arguments, "limit", searchLimit),
         dateIn(arguments, "since"), dateIn(arguments, "until")};
     if (const auto* mode = stringIn(arguments, "mode")) query.mode = *mode;
-    std::string payload = R"({"results":[)";
-    for (const auto& hit : backend.search(query)) {
-        if (payload.back() == '}') payload += ',';
-        payload += '{';
-        appendMember(payload, "id", hit.id);
-        payload += ',';
-        appendMember(payload, "snippet", hit.snippet);
-        payload += R"(,"score":)";
+    const auto hits = backend.search(query);
+    auto payload = payloadBeginning(R"({\"results\":[)");
+    for (const auto& hit : hits) {
+        appendId(payload, hit.id);
+        payload += R"(\",\"snippet\":\")";
+        appendEscapedTwice(payload, hit.snippet);
+        payload += R"(\",\"score\":)";
         appendScore(payload, hit.score);
         appendEnd(payload, hit.createdAt, hit.mode);
     }
-    payload += "]}";
-    return MCPTools::result(payload, false);
+    return finished(std::move(payload), "]}");
 }
 
 std::string HistoryTools::get(const Json& arguments) {
     const auto* id = stringIn(arguments, "id");
-    if (!id) return MCPTools::result("Missing 'id'", true);
+    if (!id) return MCPTools::error("Missing 'id'");
     const auto record = backend.get(*id);
-    if (!record) return MCPTools::result("No dictation with id " + *id, true);
-    std::string payload = "{";
-    appendMember(payload, "id", record->id);
-    payload += ',';
-    appendMember(payload, "text", record->text);
+    if (!record) return MCPTools::error("No dictation with id " + *id);
+    auto payload = payloadBeginning("");
+    appendId(payload, record->id);
+    payload += R"(\",\"text\":\")";
+    appendEscapedTwice(payload, record->text);
+    payload += R"(\")";
     appendEnd(payload, record->createdAt, record->mode);
-    return MCPTools::result(payload, false);
+    return finished(std::move(payload), "");
 }
 
 std::string HistoryTools::list(const Json& arguments) {
@@ -104,22 +127,22 @@ std::string HistoryTools::list(const Json& arguments) {
     const auto page = backend.list(integerIn(arguments, "limit", listLimit),
         cursor ? std::optional<std::string_view>(*cursor) : std::nullopt,
         dateIn(arguments, "since"), dateIn(arguments, "until"));
-    std::string payload = R"({"items":[)";
+    auto payload = payloadBeginning(R"({\"items\":[)");
     for (const auto& record : page.records) {
-        if (payload.back() == '}') payload += ',';
-        payload += '{';
-        appendMember(payload, "id", record.id);
-        payload += ',';
-        appendMember(payload, "preview", excerpt(record.text, previewLength));
+        const auto preview = text::beginning(record.text, previewLength);
+        appendId(payload, record.id);
+        payload += R"(\",\"preview\":\")";
+        appendEscapedTwice(payload, preview);
+        payload += preview.size() < record.text.size() ? R"(…\")" : R"(\")";
         appendEnd(payload, record.createdAt, record.mode);
     }
     payload += ']';
     if (page.nextCursor) {
-        payload += ',';
-        appendMember(payload, "nextCursor", *page.nextCursor);
+        payload += R"(,\"nextCursor\":\")";
+        appendEscapedTwice(payload, *page.nextCursor);
+        payload += R"(\")";
     }
-    payload += '}';
-    return MCPTools::result(payload, false);
+    return finished(std::move(payload), "}");
 }
 
 } // namespace nimbe

@@ -10,8 +10,11 @@ namespace {
 constexpr std::size_t longestLine = 0x7FFFFFFF;
 
 std::string answer(const Json* id, std::string_view kind, std::string_view body) {
-    std::string json = R"({"jsonrpc":"2.0","id":)";
-    json += id ? id->text() : "null";
+    const auto idText = id ? id->text() : "null";
+    std::string json;
+    json.reserve(body.size() + idText.size() + 64);
+    json += R"({"jsonrpc":"2.0","id":)";
+    json += idText;
     json += ",\"";
     json += kind;
     json += "\":";

@@ -48,12 +48,10 @@ std::string_view MCPTools::descriptors() {
     return tools;
 }
 
-std::string MCPTools::result(std::string_view text, bool isError) {
-    std::string json;
-    json.reserve(text.size() + text.size() / 4 + 64);
-    json += R"({"content":[{"type":"text","text":)";
+std::string MCPTools::error(std::string_view text) {
+    std::string json = R"({"content":[{"type":"text","text":)";
     jsonText::appendQuoted(json, text);
-    json += isError ? R"(}],"isError":true})" : R"(}],"isError":false})";
+    json += R"(}],"isError":true})";
     return json;
 }
 

@@ -11,8 +11,13 @@ struct MCPTools {
     /// A JSON array of what each is called, does and takes.
     [[nodiscard]] static std::string_view descriptors();
 
-    /// The "result" of a call as JSON: its payload, or why it failed.
-    [[nodiscard]] static std::string result(std::string_view text, bool isError);
+    /// The "result" of a call that failed, as JSON: why it did.
+    [[nodiscard]] static std::string error(std::string_view text);
+
+    /// Between these two, the "result" of a call that gives JSON: that, escaped as the text
+    /// of a string.
+    static constexpr std::string_view beforePayload = R"({"content":[{"type":"text","text":")";
+    static constexpr std::string_view behindPayload = R"("}],"isError":false})";
 };
 
 } // namespace nimbe
