@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <span>
 
 #include "Foundation/Text.h"
 
@@ -20,14 +21,18 @@ std::int64_t place(std::optional<std::string_view> cursor) {
     return error == std::errc() && rest == end ? number : 0;
 }
 
-} // namespace
-
+/// The text, or its first `most` user-perceived characters and "…".
 std::string excerpt(std::string_view text, std::size_t most) {
     const auto kept = text::beginning(text, most);
-    std::string result(kept);
-    if (kept.size() < text.size()) result += "…";
+    constexpr std::string_view ellipsis = "…";
+    std::string result;
+    result.reserve(kept.size() + ellipsis.size());
+    result += kept;
+    if (kept.size() < text.size()) result += ellipsis;
     return result;
 }
+
+} // namespace
 
 MemoryIndex& LocalHistoryBackend::index() {
     auto records = source.records();
@@ -41,8 +46,10 @@ MemoryIndex& LocalHistoryBackend::index() {
 std::vector<SearchHit> LocalHistoryBackend::search(const MemoryQuery& query) {
     auto& all = index();
     const auto most = static_cast<std::size_t>(std::max<std::int64_t>(query.limit, 0));
+    const auto found = all.search(query, most);
     std::vector<SearchHit> hits;
-    for (const auto position : all.search(query, most)) {
+    hits.reserve(found.size());
+    for (const auto position : found) {
         const auto& record = all[position];
         hits.push_back(
             {record.id, excerpt(record.text, snippetLength), 1, record.createdAt, record.mode});
@@ -64,8 +71,10 @@ MemoryBackend::Page LocalHistoryBackend::list(std::int64_t limit,
     const auto wanted = std::clamp<std::int64_t>(limit, 0, count);
     const auto end = std::min(start + wanted, count);
     Page page;
-    const auto from = all.records()->begin() + static_cast<std::ptrdiff_t>(range.begin);
-    page.records.assign(from + start, from + end);
+    page.kept = all.records();
+    page.records = std::span(*page.kept)
+                       .subspan(range.begin + static_cast<std::size_t>(start),
+                           static_cast<std::size_t>(end - start));
     if (start + wanted < count) page.nextCursor = std::to_string(end);
     return page;
 }

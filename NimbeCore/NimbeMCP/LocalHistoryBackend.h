@@ -28,7 +28,4 @@ private:
     [[nodiscard]] MemoryIndex& index();
 };
 
-/// The text, or its first `most` user-perceived characters and "…".
-[[nodiscard]] std::string excerpt(std::string_view text, std::size_t most);
-
 } // namespace nimbe

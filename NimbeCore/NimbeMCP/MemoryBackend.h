@@ -1,6 +1,8 @@
 #pragma once
 
+#include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,7 +15,8 @@ namespace nimbe {
 class MemoryBackend {
 public:
     struct Page {
-        MemoryRecords records;
+        std::shared_ptr<const MemoryRecords> kept; // of which the page is a part
+        std::span<const MemoryRecord> records;
         std::optional<std::string> nextCursor; // absent: this was the last one
     };
 

@@ -1,4 +1,5 @@
 #include <random>
+#include <span>
 
 #include <gtest/gtest.h>
 
@@ -29,7 +30,7 @@ std::string idsOf(const std::vector<SearchHit>& hits) {
     return ids;
 }
 
-std::string idsOf(const MemoryRecords& records) {
+std::string idsOf(std::span<const MemoryRecord> records) {
     std::string ids;
     for (const auto& record : records) ids += record.id;
     return ids;
@@ -216,7 +217,7 @@ TEST(LocalHistoryBackend, pagesFollowEachOther) {
         const auto page = backend.list(c.limit, c.cursor, none, none);
         const MemoryRecords expected(many.begin() + static_cast<std::ptrdiff_t>(c.begin),
             many.begin() + static_cast<std::ptrdiff_t>(c.end));
-        EXPECT_EQ(page.records, expected) << c.why;
+        EXPECT_EQ(MemoryRecords(page.records.begin(), page.records.end()), expected) << c.why;
         EXPECT_EQ(page.nextCursor, c.next) << c.why;
     }
     // 10 to 14 are of these times: the cursor counts from the newest of them.
@@ -231,10 +232,12 @@ TEST(LocalHistoryBackend, whatChangesIsSeenAtTheNextCall) {
     LocalHistoryBackend backend(source);
     EXPECT_EQ(idsOf(backend.search({"nine", 10})), "ABD");
     EXPECT_TRUE(backend.get("A"));
+    const auto earlier = backend.list(9, std::nullopt, std::nullopt, std::nullopt);
     source.set({{"E", "nine again", Date{50}, "notes"}, four[1]});
     EXPECT_EQ(idsOf(backend.search({"nine", 10})), "EB");
     EXPECT_FALSE(backend.get("A"));
     EXPECT_TRUE(backend.get("E"));
+    EXPECT_EQ(idsOf(earlier.records), "ABCD") << "a page stays as it was";
     EXPECT_EQ(idsOf(backend.list(9, std::nullopt, std::nullopt, std::nullopt).records), "EB");
 }
 
