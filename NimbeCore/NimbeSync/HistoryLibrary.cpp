@@ -151,52 +151,73 @@ void HistoryLibrary::update(const UUID& id, std::string text) {
         Kind::notStored);
 }
 
-/// From the synced store first: what stays behind there would be back in the list.
+/// Into the trash first: whatever ends the program in between, the text is somewhere.
 void HistoryLibrary::deleteEntry(const UUID& id, Date now) {
     const std::lock_guard guard(operation);
     begin();
-    const bool isLocal = localEntry(id).has_value();
+    const auto own = localEntry(id);
     if (hasFailed()) return;
     const auto from = synced(Need::ifKept);
+    // What stays behind on disk would be back in the list with the next launch.
+    if (from.problem) return note(*from.problem, Kind::notStored);
     std::optional<DecryptedTranscript> opened;
     if (from.store) {
         opened = from.store->transcript(id);
-        if (!isLocal && !opened) return noteSynced(from); // what cannot be shown is not deleted
-        if (!from.store->deleteTranscript(id))
-            return note(from.store->problem().value_or(""), Kind::notStored);
+        if (const auto unread = from.store->problem()) return note(*unread, Kind::notStored);
     }
-    if (isLocal)
+    if (!own && !opened) return; // what cannot be shown is not deleted
+    const auto entry = own ? *own : HistoryFeed::entry(*opened);
+    if (own)
         history.deleteEntry(id, now, opened ? opened->originalText : std::nullopt);
-    else if (opened)
-        history.stash(HistoryFeed::entry(*opened), true, now);
-    if (hasFailed()) {
-        mayLack = true;
-        if (opened) (void)from.store->restore(*opened);
-    }
-    noteSynced(from);
+    else
+        history.stash(entry, true, now);
+    if (hasFailed() || !from.store || from.store->deleteTranscript(id)) return;
+    note(from.store->problem().value_or(""), Kind::notStored);
+    undelete(entry, own.has_value(), *from.store);
 }
 
+/// What is not in the synced store either stays in the trash.
+void HistoryLibrary::undelete(const DictationEntry& entry, bool wasLocal, SyncStore& store) {
+    if (wasLocal)
+        (void)history.restore(entry.id);
+    else if (store.transcript(entry.id))
+        history.erase(entry.id);
+}
+
+/// The history would take it: it drops what is older than its hundred.
+bool HistoryLibrary::hasPlace(const DictationEntry& entry) {
+    const auto entries = history.entries();
+    return entries.size() < DictationHistory::cap ||
+           std::any_of(entries.begin(), entries.end(), [&](const auto& other) {
+               return other.id == entry.id || other.timestamp <= entry.timestamp;
+           });
+}
+
+/// Out of the trash last, for the same reason.
 std::optional<TrashedEntry> HistoryLibrary::restore(const UUID& id) {
     const std::lock_guard guard(operation);
     begin();
-    auto item = history.restore(id);
+    auto item = history.trashedItem(id);
     if (hasFailed() || !item) return std::nullopt;
-    if (!item->wasSynced && !keepsAll()) return item;
-    const auto into = synced(item->wasSynced ? Need::always : Need::ifKept);
+    const bool isForSynced = item->wasSynced || !hasPlace(item->entry);
+    Synced into;
+    if (isForSynced || keepsAll()) into = synced(item->wasSynced ? Need::always : Need::ifKept);
     const bool isLasting = into.store && !into.problem;
-    const bool isBack = isLasting && into.store->restore(transcript(item->entry));
-    if (isBack) return item;
-    if (!item->wasSynced) {
-        mayLack = true;
-        noteSynced(into);
-        return item;
+    const bool isKept = isLasting && into.store->restore(transcript(item->entry));
+    if (isForSynced && !isKept) {
+        const auto why = into.problem ? into.problem
+                         : into.store ? into.store->problem()
+                                      : std::nullopt;
+        note(why.value_or(item->wasSynced ? "The synced history can't be reached."
+                                          : "It is older than the hundred that are kept."),
+            Kind::notStored);
+        return std::nullopt;
     }
-    const auto why = into.problem ? into.problem
-                     : into.store ? into.store->problem()
-                                  : std::nullopt;
-    note(why.value_or("The synced history can't be reached."), Kind::notStored);
-    history.stash(std::move(item->entry), true, item->deletedAt);
-    return std::nullopt;
+    item = history.restore(id);
+    if (hasFailed()) return std::nullopt;
+    if (!isKept && keepsAll()) mayLack = true;
+    noteSynced(into);
+    return item;
 }
 
 std::vector<TrashedEntry> HistoryLibrary::trashed(Date now) {
@@ -219,7 +240,12 @@ void HistoryLibrary::reinstate(DictationEntry entry) {
     const auto into = synced(Need::ifKept);
     if (!into.store) return;
     // One that is older than all that the history holds has no place there.
-    if (keepsAll() || !localEntry(entry.id)) (void)into.store->restore(transcript(entry));
+    const bool hasPlace = localEntry(entry.id).has_value();
+    const bool isKept = (keepsAll() || !hasPlace) && into.store->restore(transcript(entry));
+    if (!hasPlace && !isKept)
+        note(into.store->problem().value_or(""), Kind::notStored);
+    else if (!isKept && keepsAll())
+        mayLack = true;
     noteSynced(into);
 }
 

@@ -87,6 +87,8 @@ private:
     template <typename Operation>
     auto onTrash(Operation operate);
     [[nodiscard]] std::optional<DictationEntry> localEntry(const UUID& id);
+    void undelete(const DictationEntry& entry, bool wasLocal, SyncStore& store);
+    [[nodiscard]] bool hasPlace(const DictationEntry& entry);
 };
 
 } // namespace nimbe

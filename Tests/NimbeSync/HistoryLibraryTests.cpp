@@ -19,6 +19,11 @@ public:
     bool isFull = false;
     bool isGone = false;
 
+    [[nodiscard]] SyncResult<std::optional<SyncRecord>> read(
+        SyncKind kind, const std::string& id) override {
+        if (isGone) return failure(SyncError{SyncError::Kind::unavailable, "gone"});
+        return MemorySyncDatabase::read(kind, id);
+    }
     [[nodiscard]] SyncResult<> transaction(const std::function<SyncResult<>()>& body) override {
         if (isFull) return failure(SyncError{SyncError::Kind::full, "full"});
         return MemorySyncDatabase::transaction(body);
@@ -184,6 +189,64 @@ TEST_F(HistoryLibraryTest, whatFailsHalfwayIsAsItWas) {
     EXPECT_FALSE(library.restore(first)) << "nothing is restored into what ends with the program";
     given.problem.reset();
     EXPECT_TRUE(library.restore(first));
+    EXPECT_EQ(shown(), before);
+}
+
+// A program may end after any step, and a step back may fail as well.
+TEST_F(HistoryLibraryTest, whatIsMovedIsAlwaysSomewhere) {
+    keepAll();
+    const auto first = addMany();
+    const auto last = history.entries().front().id;
+    int changes = 0;
+    for (const auto& id : {first, last}) {
+        store.onChange = [&, id] {
+            EXPECT_TRUE(history.trashedItem(id)) << "beside the synced store";
+            ++changes;
+        };
+        library.deleteEntry(id, now);
+        EXPECT_TRUE(library.restore(id));
+    }
+    EXPECT_EQ(changes, 4);
+    store.onChange = [this] {
+        database.isFull = true;
+    };
+    defaults.refusesWrites = true;
+    library.deleteEntry(first, now);
+    EXPECT_TRUE(library.entry(first)) << "neither can be written any more";
+}
+
+TEST_F(HistoryLibraryTest, whatHasNoPlaceStaysInTheTrash) {
+    const auto old = add("old");
+    library.deleteEntry(old, now);
+    (void)addMany();
+    given = {};
+    EXPECT_FALSE(library.restore(old)) << "the history alone would drop it";
+    EXPECT_EQ(problem(), Kind::notStored);
+    given = {&store};
+    keepAll();
+    database.isFull = true;
+    EXPECT_FALSE(library.restore(old));
+    EXPECT_EQ(history.trashed(now).size(), 1U);
+    database.isFull = false;
+    EXPECT_TRUE(library.restore(old));
+    EXPECT_EQ(library.entry(old)->text, "old");
+}
+
+TEST_F(HistoryLibraryTest, nothingIsDeletedWhereItWouldComeBack) {
+    keepAll();
+    const auto first = addMany();
+    const auto last = history.entries().front().id;
+    const auto before = shown();
+    for (const auto& id : {first, last}) {
+        database.isGone = true;
+        library.deleteEntry(id, now);
+        EXPECT_EQ(problem(), Kind::notStored) << "what it is cannot be read";
+        database.isGone = false;
+        given.problem = "in memory for this launch";
+        library.deleteEntry(id, now);
+        EXPECT_EQ(problem(), Kind::notStored) << "it is on the disk as well";
+        given.problem.reset();
+    }
     EXPECT_EQ(shown(), before);
 }
 

@@ -221,6 +221,16 @@ std::vector<UUID> DictationHistory::trashedIDs() {
     return ids;
 }
 
+std::optional<TrashedEntry> DictationHistory::trashedItem(const UUID& id) {
+    const std::lock_guard guard(lock);
+    vault.begin();
+    auto trash = vault.load(trashList);
+    if (!trash) return std::nullopt;
+    const auto found = find(trash->records, id);
+    if (found == trash->records.end()) return std::nullopt;
+    return std::move(*found);
+}
+
 std::optional<TrashedEntry> DictationHistory::restore(const UUID& id) {
     const std::lock_guard guard(lock);
     vault.begin();

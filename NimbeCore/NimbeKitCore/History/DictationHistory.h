@@ -65,6 +65,8 @@ public:
     [[nodiscard]] std::vector<TrashedEntry> trashed(Date now);
     /// Of all that is there; nothing is purged or written.
     [[nodiscard]] std::vector<UUID> trashedIDs();
+    /// What is in the trash of this id; nothing is purged or written.
+    [[nodiscard]] std::optional<TrashedEntry> trashedItem(const UUID& id);
     /// Takes an item out of the trash; back into the list unless it was synced.
     std::optional<TrashedEntry> restore(const UUID& id);
     /// Puts an entry into the list by its time, before one of the same time.
