@@ -90,6 +90,13 @@ void HistoryLibrary::fillNow(const Synced& into) {
     transcripts.reserve(entries.size());
     for (const auto& entry : entries) transcripts.push_back(transcript(entry));
     mayLack = !into.store->addUnknown(transcripts);
+    for (const auto& entry : entries) {
+        if (!entry.originalText) continue;
+        // As it was before it was edited: that edit has not come there.
+        const auto known = into.store->transcript(entry.id);
+        const bool isBehind = known && known->text == *entry.originalText;
+        if (isBehind && !into.store->update(entry.id, entry.text)) mayLack = true;
+    }
 }
 
 HistoryFeed HistoryLibrary::feed() {
@@ -146,7 +153,9 @@ void HistoryLibrary::update(const UUID& id, std::string text) {
     if (isLocal && hasFailed()) return;
     const auto from = synced(Need::ifKept);
     if (!from.store) return;
-    if (from.store->update(id, std::move(text)) || isLocal) return noteSynced(from);
+    const bool isUpdated = from.store->update(id, std::move(text));
+    if (!isUpdated && isLocal) mayLack = true;
+    if (isUpdated || isLocal) return noteSynced(from);
     note(from.store->problem().value_or("The key of the synced history is missing."),
         Kind::notStored);
 }

@@ -250,6 +250,17 @@ TEST_F(HistoryLibraryTest, nothingIsDeletedWhereItWouldComeBack) {
     EXPECT_EQ(shown(), before);
 }
 
+TEST_F(HistoryLibraryTest, anEditThatCouldNotBeKeptIsKeptWithTheNext) {
+    keepAll();
+    const auto id = add("one");
+    database.isFull = true;
+    library.update(id, "two");
+    EXPECT_EQ(problem(), Kind::syncedUnreadable);
+    database.isFull = false;
+    add("three", 1);
+    EXPECT_EQ(synced(), (Texts{"three", "two"}));
+}
+
 TEST_F(HistoryLibraryTest, theHistoryIsShownWhenTheStoreCannotBeRead) {
     keepAll();
     (void)addMany();
