@@ -102,7 +102,7 @@ DesktopActions::Reading DesktopActions::read(HistoryLibrary& history) {
 }
 
 void DesktopActions::take(Reading reading) {
-    history = std::move(reading.entries);
+    history = std::make_shared<Entries>(std::move(reading.entries));
     problem = std::move(reading.problem);
     emit historyChanged();
     tellLater();
@@ -117,9 +117,9 @@ void DesktopActions::perform(TrayMenu::Command command, const std::string& argum
     case cancelDictation: (void)services.dictation.cancelRecording(); return;
     case selectMicrophone: (void)services.microphones.select(argument); break;
     case copyDictation: {
-        const auto found = std::find_if(history.begin(), history.end(),
+        const auto found = std::find_if(history->begin(), history->end(),
             [&](const auto& entry) { return entry.id.text() == argument; });
-        if (found != history.end()) copy(found->text);
+        if (found != history->end()) copy(found->text);
         return;
     }
     case toggleCleanup: {
@@ -172,7 +172,7 @@ TrayMenu::Input DesktopActions::state() const {
     using Kind = LanguageModel::Availability::Kind;
     const auto model = services.model.availability().get().kind;
     const auto& update = services.updates._available.get();
-    const auto recent = std::min(history.size(), TrayMenu::mostRecent);
+    const auto recent = std::min(history->size(), TrayMenu::mostRecent);
     return {
         .phase = services.dictation._phase.get(),
         .interaction = services.dictation._interaction.get(),
@@ -182,7 +182,7 @@ TrayMenu::Input DesktopActions::state() const {
         .preferredMicrophone = MicrophoneSelection::preferredUID(services.defaults),
         .isCleanupEnabled = services.defaults.get(MacCleanupPolicy::aiCleanupEnabled),
         .hasNoModel = model != Kind::available && model != Kind::unknown,
-        .recent = {history.begin(), history.begin() + static_cast<std::ptrdiff_t>(recent)},
+        .recent = {history->begin(), history->begin() + static_cast<std::ptrdiff_t>(recent)},
         .availableVersion = update ? std::optional(update->version) : std::nullopt,
         .crash = services.crashes._assessment.get(),
         .showsLocalOnlyNote = showsLocalOnlyNote,

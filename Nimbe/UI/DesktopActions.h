@@ -1,7 +1,9 @@
 #pragma once
 
 #include <QtCore/QObject>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "NimbeUI/DesktopServices.h"
 #include "NimbeUI/TrayMenu.h"
@@ -38,7 +40,10 @@ public:
     [[nodiscard]] TrayMenu::Input state() const;
     /// "Alt (Option)", or the recorded chord.
     [[nodiscard]] std::string trigger() const;
-    [[nodiscard]] const std::vector<DictationEntry>& entries() const { return history; }
+    using Entries = std::vector<DictationEntry>;
+    [[nodiscard]] const Entries& entries() const { return *history; }
+    /// The same, for whoever needs them beyond the next historyChanged().
+    [[nodiscard]] std::shared_ptr<const Entries> sharedEntries() const { return history; }
     [[nodiscard]] std::string historyProblem() const { return problem; }
     [[nodiscard]] bool isMenuBarVisible() const;
     [[nodiscard]] DesktopServices& all() { return services; }
@@ -50,7 +55,7 @@ Q_SIGNALS:
 
 private:
     DesktopServices services;
-    std::vector<DictationEntry> history; // newest first
+    std::shared_ptr<const Entries> history = std::make_shared<Entries>(); // newest first
     std::string problem;
     std::shared_ptr<int> alive = std::make_shared<int>();
     bool showsLocalOnlyNote = false;
@@ -63,7 +68,7 @@ private:
     void tellLater();
     void fillHistory();
     struct Reading {
-        std::vector<DictationEntry> entries;
+        Entries entries;
         std::string problem;
     };
     [[nodiscard]] static Reading read(HistoryLibrary& history);

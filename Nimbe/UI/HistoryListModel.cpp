@@ -25,11 +25,11 @@ QVariant HistoryListModel::data(const QModelIndex& index, int role) const {
     if (index.row() < 0 || index.row() >= rowCount()) return {};
     const auto& row = rows[static_cast<std::size_t>(index.row())];
     switch (role) {
-    case textRole: return qtText(row.entry.text);
-    case timeRole: return qtText(calendar.format(row.entry.timestamp, Calendar::Style::shortTime));
+    case textRole: return qtText(row.entry->text);
+    case timeRole: return qtText(calendar.format(row.entry->timestamp, Calendar::Style::shortTime));
     case dayRole: return qtText(row.day);
-    case expandedRole: return expanded.contains(row.entry.id);
-    case idRole: return qtText(row.entry.id.text());
+    case expandedRole: return expanded.contains(row.entry->id);
+    case idRole: return qtText(row.entry->id.text());
     default: return {};
     }
 }
@@ -40,32 +40,50 @@ QHash<int, QByteArray> HistoryListModel::roleNames() const {
 }
 
 bool HistoryListModel::canFetchMore(const QModelIndex& parent) const {
-    return !parent.isValid() && hasMore;
+    return !parent.isValid() && following;
 }
 
 void HistoryListModel::fetchMore(const QModelIndex& parent) {
     if (!canFetchMore(parent)) return;
     limit = rows.size() + pageLength;
-    refresh();
+    auto next = page(*following, pageLength);
+    next.rows.insert(next.rows.begin(), rows.begin(), rows.end());
+    append(std::move(next));
 }
 
-std::vector<HistoryListModel::Row> HistoryListModel::wanted(std::size_t most) const {
-    const auto matching =
-        HistoryFilter::matching(utf8(search), actions.entries(), Locale::forText(), most);
-    std::vector<Row> result;
-    for (const auto& section : NotesDayGrouping::sections(matching, now(), calendar))
-        for (const auto& entry : section.entries) result.push_back({entry, section.title});
-    return result;
+HistoryListModel::Page HistoryListModel::page(std::size_t from, std::size_t length) const {
+    // One more than is asked for tells whether there are more.
+    const auto places =
+        HistoryFilter::places(utf8(search), *shown, Locale::forText(), from, length + 1);
+    Page page;
+    const auto today = now();
+    for (const auto place : places) {
+        if (page.rows.size() == length) {
+            page.following = place;
+            break;
+        }
+        const auto& entry = (*shown)[place];
+        const auto* before = page.rows.empty() ? nullptr : &page.rows.back();
+        const bool isSameDay =
+            before && calendar.isSameDay(before->entry->timestamp, entry.timestamp);
+        page.rows.push_back({&entry,
+            isSameDay ? before->day : NotesDayGrouping::title(entry.timestamp, today, calendar)});
+    }
+    return page;
 }
 
 /// Only what differs is told, so that the list stays where the reader is: a new entry at
 /// the front, one that is gone, more of them at the end, other texts, or all.
 void HistoryListModel::refresh() {
-    auto next = wanted(limit + 1); // one more than is shown tells whether there are more
+    // What the rows are of stays until all of them are of the new one.
+    const auto before = std::exchange(shown, actions.sharedEntries());
+    auto found = page(0, limit + 1); // one more, should the first one be new
+    auto& next = found.rows;
+    following.reset(); // whoever asks for more as soon as it is told comes too early
     const auto size = rowCount();
     const auto count = rows.size();
     const auto isSameNote = [](const Row& left, const Row& right) {
-        return left.entry.id == right.entry.id && left.day == right.day;
+        return left.entry->id == right.entry->id && left.day == right.day;
     };
     const auto gone = std::mismatch(rows.begin(), rows.end(), next.begin(), next.end()).first;
     const auto at = gone - rows.begin();
@@ -80,10 +98,10 @@ void HistoryListModel::refresh() {
     } else if (next.size() >= count &&
                std::equal(rows.begin(), rows.end(), next.begin(), isSameNote)) {
         for (int row = 0; row < size; ++row) {
-            auto& shown = rows[static_cast<std::size_t>(row)];
+            auto& known = rows[static_cast<std::size_t>(row)];
             const auto& changed = next[static_cast<std::size_t>(row)];
-            if (shown == changed) continue;
-            shown = changed;
+            if (known == changed) continue;
+            known = changed;
             emit dataChanged(index(row), index(row));
         }
     } else if (gone != rows.end() && beginsWith(next, next.begin() + at, gone + 1, rows.end())) {
@@ -95,21 +113,21 @@ void HistoryListModel::refresh() {
         rows.clear();
         endResetModel();
     }
-    append(std::move(next));
-    if (size != rowCount()) emit dataChanged(index(0), index(std::max(rowCount() - 1, 0)));
+    append(std::move(found));
     emit summaryChanged();
 }
 
-/// What comes after the rows that are shown, as far as the limit goes.
-void HistoryListModel::append(std::vector<Row> next) {
-    const auto end = std::min(next.size(), limit);
-    if (end > rows.size()) {
-        beginInsertRows({}, rowCount(), static_cast<int>(end) - 1);
-        std::move(next.begin() + rowCount(), next.begin() + static_cast<std::ptrdiff_t>(end),
-            std::back_inserter(rows));
-        endInsertRows();
-    }
-    hasMore = next.size() > rows.size();
+/// The rows of `next`, which begin with those that are shown, as far as the limit goes.
+void HistoryListModel::append(Page next) {
+    const auto shownCount = rows.size();
+    const auto count = std::max(shownCount, std::min(next.rows.size(), limit));
+    if (next.rows.size() > count)
+        next.following = static_cast<std::size_t>(next.rows[count].entry - shown->data());
+    next.rows.erase(next.rows.begin() + static_cast<std::ptrdiff_t>(count), next.rows.end());
+    if (count > shownCount) beginInsertRows({}, rowCount(), static_cast<int>(count) - 1);
+    rows = std::move(next.rows);
+    following = next.following;
+    if (count > shownCount) endInsertRows();
 }
 
 void HistoryListModel::setQuery(const QString& query) {
@@ -138,13 +156,13 @@ QString HistoryListModel::emptyText() const {
 
 void HistoryListModel::copy(int row) {
     if (row < 0 || row >= rowCount()) return;
-    actions.copy(rows[static_cast<std::size_t>(row)].entry.text);
+    actions.copy(rows[static_cast<std::size_t>(row)].entry->text);
     say(tr("Copied."));
 }
 
 void HistoryListModel::remove(int row) {
     if (row < 0 || row >= rowCount()) return;
-    const UUID id = rows[static_cast<std::size_t>(row)].entry.id;
+    const UUID id = rows[static_cast<std::size_t>(row)].entry->id;
     const auto problem = std::make_shared<std::optional<HistoryProblem>>();
     const std::weak_ptr<int> weak = alive;
     const auto work = [id, problem, when = now(), &history = actions.all().history] {
@@ -213,7 +231,7 @@ void HistoryListModel::sayOfNote(
 
 void HistoryListModel::toggleExpanded(int row) {
     if (row < 0 || row >= rowCount()) return;
-    const UUID id = rows[static_cast<std::size_t>(row)].entry.id;
+    const UUID id = rows[static_cast<std::size_t>(row)].entry->id;
     if (!expanded.insert(id).second) expanded.erase(id);
     emit dataChanged(index(row), index(row), {expandedRole});
 }

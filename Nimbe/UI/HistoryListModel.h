@@ -68,20 +68,29 @@ Q_SIGNALS:
 private:
     struct Nothing {};
     using Undoable = std::variant<Nothing, UUID, NoteWriter::Request>; // deleted, or edited
+    using Entries = DesktopActions::Entries;
     struct Row {
-        DictationEntry entry;
+        const DictationEntry* entry; // one of `shown`
         std::string day;
 
-        friend bool operator==(const Row&, const Row&) = default;
+        friend bool operator==(const Row& left, const Row& right) {
+            return left.day == right.day &&
+                   (left.entry == right.entry || *left.entry == *right.entry);
+        }
+    };
+    struct Page {
+        std::vector<Row> rows;
+        std::optional<std::size_t> following; // where what comes after them is, if anything
     };
 
     DesktopActions& actions;
     Calendar calendar;
     std::function<Date()> now;
     QString search;
+    std::shared_ptr<const Entries> shown = std::make_shared<Entries>();
     std::vector<Row> rows;
     std::size_t limit = pageLength; // of the rows
-    bool hasMore = false;
+    std::optional<std::size_t> following;
     std::set<UUID> expanded;
     QString said;
     Undoable undoable;
@@ -91,8 +100,8 @@ private:
     void say(const QString& text, Undoable undo = {});
     void takeBack(const NoteWriter::Request& request);
     void forgetNotice();
-    [[nodiscard]] std::vector<Row> wanted(std::size_t most) const;
-    void append(std::vector<Row> next);
+    [[nodiscard]] Page page(std::size_t from, std::size_t length) const;
+    void append(Page next);
     void bringBack(const UUID& id);
 };
 

@@ -20,6 +20,11 @@ struct HistoryFilter {
     [[nodiscard]] static std::vector<DictationEntry> matching(std::string_view query,
         const std::vector<DictationEntry>& in, const Locale& locale = Locale::forText(),
         std::size_t limit = all);
+
+    /// The same by their places in the list, of those from `from` on.
+    [[nodiscard]] static std::vector<std::size_t> places(std::string_view query,
+        const std::vector<DictationEntry>& in, const Locale& locale, std::size_t from,
+        std::size_t limit);
 };
 
 } // namespace nimbe

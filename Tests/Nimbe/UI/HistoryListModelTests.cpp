@@ -1,7 +1,12 @@
+#include <QtTest/QAbstractItemModelTester>
+#include <random>
+
 #include <gtest/gtest.h>
 
 #include "Fakes/FakeCaptureHUD.h"
 #include "Fakes/ManualMainActor.h"
+#include "NimbeKitCore/History/HistoryFilter.h"
+#include "NimbeKitCore/History/NotesDayGrouping.h"
 #include "NimbeSync/MemorySyncDatabase.h"
 #include "NimbeUI/HistoryListModel.h"
 #include "NimbeUI/QtText.h"
@@ -15,17 +20,27 @@ struct HistoryListModelTest : testing::Test {
     EngineScene below{actor};
     FakeCaptureHUD hud;
     UIScene scene{below, hud};
+    MemorySyncDatabase database;
+    InMemoryTranscriptKeyStore keys;
+    TranscriptKey key{keys, TranscriptKey::Use::readAndMake, scene.log};
+    SyncStore store{database, key, scene.log};
     Date now = Date::fromUnix(1'790'000'000); // 2026-09-21 14:13:20 UTC
+    Calendar calendar{{"en_US"}, "UTC"};
     std::unique_ptr<DesktopActions> actions;
     std::unique_ptr<HistoryListModel> model;
 
     void say(const std::string& text, Seconds ago) {
         (void)scene.history.append(text, DictationMode::notes, now + -ago);
     }
+    /// With more than the device's own history has.
+    void fill(int count) {
+        scene.syncStore = &store;
+        for (int i = 0; i < count; ++i)
+            store.insert("Note " + std::to_string(i), {}, now + -60.0 * i, "notes", UUID::random());
+    }
     void open() {
         actions = std::make_unique<DesktopActions>(scene.services());
-        model = std::make_unique<HistoryListModel>(
-            *actions, Calendar({"en_US"}, "UTC"), [this] { return now; });
+        model = std::make_unique<HistoryListModel>(*actions, calendar, [this] { return now; });
         actions->refreshHistory();
     }
     [[nodiscard]] std::string rows() const {
@@ -122,14 +137,8 @@ TEST_F(HistoryListModelTest, whatCannotBeDeletedStaysAndIsSaid) {
 }
 
 TEST_F(HistoryListModelTest, aLongListComesAsTheReaderGoes) {
-    MemorySyncDatabase database;
-    InMemoryTranscriptKeyStore keys;
-    TranscriptKey key(keys, TranscriptKey::Use::readAndMake, scene.log);
-    SyncStore store(database, key, scene.log);
-    scene.syncStore = &store;
     constexpr int page = HistoryListModel::pageLength;
-    for (int i = 0; i < 2 * page + 1; ++i)
-        store.insert("Note " + std::to_string(i), {}, now + -60.0 * i, "notes", UUID::random());
+    fill(2 * page + 1);
     open();
     int resets = 0;
     QObject::connect(model.get(), &QAbstractItemModel::modelReset, [&] { ++resets; });
@@ -142,6 +151,7 @@ TEST_F(HistoryListModelTest, aLongListComesAsTheReaderGoes) {
     say("New.", -60);
     actions->refreshHistory();
     expectRows(page + 1, "New.", "a new one pushes none out");
+    EXPECT_TRUE(model->canFetchMore({}));
     model->remove(0);
     model->remove(0);
     expectRows(page + 1, "Note 1", "and one that goes makes room for the next");
@@ -157,6 +167,67 @@ TEST_F(HistoryListModelTest, aLongListComesAsTheReaderGoes) {
     model->setQuery("");
     expectRows(page, "Note 1", "from the start");
     EXPECT_TRUE(model->canFetchMore({}));
+}
+
+// A view knows only what it was told: that must be what there is.
+TEST_F(HistoryListModelTest, aViewIsToldOfEveryRow) {
+    fill(2 * HistoryListModel::pageLength + 50);
+    open();
+    static int complaints = 0;
+    complaints = 0;
+    const auto formerHandler = qInstallMessageHandler(
+        [](QtMsgType, const QMessageLogContext&, const QString&) { ++complaints; });
+    const auto text = [&](int row) {
+        const auto index = model->index(row);
+        return utf8(index.data(HistoryListModel::dayRole).toString() + "|" +
+                    index.data(HistoryListModel::textRole).toString());
+    };
+    std::vector<std::string> view;
+    for (int row = 0; row < model->rowCount(); ++row) view.push_back(text(row));
+    const auto insert = [&](const QModelIndex&, int first, int last) {
+        for (int row = first; row <= last; ++row) view.insert(view.begin() + row, text(row));
+    };
+    const auto remove = [&](const QModelIndex&, int first, int last) {
+        view.erase(view.begin() + first, view.begin() + last + 1);
+    };
+    const auto change = [&](const QModelIndex& first, const QModelIndex& last) {
+        for (int row = std::max(first.row(), 0); row <= last.row(); ++row)
+            view.at(static_cast<std::size_t>(row)) = text(row);
+    };
+    QObject::connect(model.get(), &QAbstractItemModel::rowsInserted, insert);
+    QObject::connect(model.get(), &QAbstractItemModel::rowsRemoved, remove);
+    QObject::connect(model.get(), &QAbstractItemModel::dataChanged, change);
+    QObject::connect(model.get(), &QAbstractItemModel::modelReset, [&] { view.clear(); });
+    QAbstractItemModelTester tester(
+        model.get(), QAbstractItemModelTester::FailureReportingMode::Warning);
+    tester.setUseFetchMore(false); // it would ask before it has taken in what it is told
+
+    std::mt19937 random(7);
+    const auto draw = [&](std::size_t count) {
+        return std::uniform_int_distribution<std::size_t>(0, count - 1)(random);
+    };
+    const QString queries[] = {"", "", "3", "nothing"};
+    for (int step = 0; step < 300; ++step) {
+        const auto id = actions->entries()[draw(250)].id;
+        const auto kind = draw(10);
+        if (kind < 3) say("New " + std::to_string(step), 0);
+        if (kind == 3) scene.library.update(id, "Edited " + std::to_string(step));
+        if (kind == 4 || kind == 5) scene.library.deleteEntry(id, now);
+        if (kind == 6) model->setQuery(queries[draw(4)]);
+        if (kind == 7) now = now + 3600.0 * static_cast<double>(draw(9));
+        if (kind > 7) model->fetchMore({});
+        if (kind != 2) actions->refreshHistory();
+        const auto there = HistoryFilter::matching(utf8(model->query()), actions->entries());
+        ASSERT_LE(view.size(), there.size()) << step;
+        ASSERT_EQ(model->canFetchMore({}), there.size() > view.size()) << step;
+        ASSERT_GE(view.size(), std::min(there.size(), HistoryListModel::pageLength)) << step;
+        for (std::size_t row = 0; row < view.size(); ++row) {
+            const auto day = NotesDayGrouping::title(there[row].timestamp, now, calendar);
+            ASSERT_EQ(view[row], day + "|" + there[row].text) << step << " " << row;
+        }
+    }
+    qInstallMessageHandler(formerHandler);
+    EXPECT_EQ(complaints, 0);
 }
 
 TEST_F(HistoryListModelTest, copiesTheWholeText) {
