@@ -51,17 +51,23 @@ void ObsidianExporter::exportAll(std::vector<DictationEntry> entries) {
 Task<void> ObsidianExporter::writeAll(std::weak_ptr<ObsidianExporter> weakSelf, std::string folder,
     std::vector<DictationEntry> entries) {
     const auto count = std::to_string(entries.size());
+    std::size_t begin = 0; // of this turn
+    Seconds since = 0;
     for (std::size_t at = 0; at < entries.size(); ++at) {
         auto self = weakSelf.lock();
         if (!self) co_return;
+        if (at == begin) since = self->platform.actor.now();
         if (!self->write(folder, entries[at])) {
             self->_lastResult.set("Export failed. Check that the folder still exists.");
             co_return;
         }
-        if (at % batch != batch - 1) continue;
+        const bool isTurnOver =
+            at + 1 - begin == batch || self->platform.actor.now() - since >= longestTurn;
+        if (!isTurnOver || at + 1 == entries.size()) continue;
         self->_lastResult.set("Exporting " + std::to_string(at + 1) + " of " + count + "…");
         auto& actor = self->platform.actor;
         self.reset();
+        begin = at + 1;
         co_await sleep(actor, 0);
     }
     const auto self = weakSelf.lock();

@@ -40,8 +40,10 @@ public:
     void chooseFolder();
     void clearFolder();
 
-    // Files of an export that are written in one go, while nothing else happens.
+    // What of an export is written in one go, while nothing else happens: so many files at
+    // most, and none after so many seconds. A disk that turns takes about that for one.
     static constexpr std::size_t batch = 100;
+    static constexpr Seconds longestTurn = 0.02;
 
     /// Stops at the first file that cannot be written, or at the next exportAll().
     void exportAll(std::vector<DictationEntry> entries);

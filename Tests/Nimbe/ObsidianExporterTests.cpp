@@ -125,6 +125,24 @@ TEST_F(ObsidianExporterTest, manyAreWrittenWhileTheProgramGoesOn) {
     EXPECT_EQ(turns, 2);
 }
 
+TEST_F(ObsidianExporterTest, aSlowDiskLeavesTimeForTheRest) {
+    struct SlowWriter final : FileWriter {
+        ManualMainActor& actor;
+        explicit SlowWriter(ManualMainActor& actor) : actor(actor) {}
+        std::error_code write(const fs::path&, std::string_view) override {
+            actor.advance(0.015);
+            return {};
+        }
+    } slow{actor};
+    exporter = ObsidianExporter::create({actor, defaults, picker, slow, log});
+    choose(folder.path);
+    std::vector<std::string> said;
+    const auto observing = exporter->_lastResult.observe(
+        [&](const auto& result) { said.push_back(result.value_or("")); });
+    exportAll(entries);
+    EXPECT_EQ(said, (std::vector<std::string>{"Exporting 2 of 3…", "Exported 3 notes."}));
+}
+
 TEST_F(ObsidianExporterTest, autoExportWritesQuietlyWhenItIsOn) {
     exporter->autoExport(entries[0]);
     EXPECT_TRUE(defaults.set(ObsidianExporter::isAutomatic, true));
