@@ -31,6 +31,7 @@ HistoryFeed::HistoryFeed(std::vector<DictationEntry> local, std::vector<Decrypte
 }
 
 DictationEntry HistoryFeed::entry(DecryptedTranscript transcript) {
+    if (transcript.originalText == transcript.text) transcript.originalText.reset();
     return {transcript.id, std::move(transcript.text), transcript.createdAt,
         dictationMode(transcript.mode).value_or(DictationMode::messaging),
         std::move(transcript.originalText)};

@@ -95,7 +95,8 @@ void HistoryLibrary::fillNow(const Synced& into) {
         // As it was before it was edited: that edit has not come there.
         const auto known = into.store->transcript(entry.id);
         const bool isBehind = known && known->text == *entry.originalText;
-        if (isBehind && !into.store->update(entry.id, entry.text)) mayLack = true;
+        if (isBehind && !into.store->update(entry.id, entry.text, entry.originalText))
+            mayLack = true;
     }
 }
 
@@ -147,13 +148,20 @@ std::optional<DictationEntry> HistoryLibrary::entry(const UUID& id) {
 void HistoryLibrary::update(const UUID& id, std::string text) {
     const std::lock_guard guard(operation);
     begin();
-    const bool isLocal = localEntry(id).has_value();
+    auto known = localEntry(id);
+    const bool isLocal = known.has_value();
     if (hasFailed()) return;
     if (isLocal) history.update(id, text);
     if (isLocal && hasFailed()) return;
     const auto from = synced(Need::ifKept);
     if (!from.store) return;
-    const bool isUpdated = from.store->update(id, std::move(text));
+    // The first text stays with it, also when it is no longer among the hundred.
+    std::optional<std::string> first;
+    if (isLocal)
+        first = known->originalText ? known->originalText : known->text;
+    else if (const auto opened = from.store->transcript(id))
+        first = opened->text;
+    const bool isUpdated = from.store->update(id, std::move(text), first);
     if (!isUpdated && isLocal) mayLack = true;
     if (isUpdated || isLocal) return noteSynced(from);
     note(from.store->problem().value_or("The key of the synced history is missing."),

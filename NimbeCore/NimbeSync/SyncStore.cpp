@@ -172,7 +172,8 @@ bool SyncStore::addUnknown(const std::vector<DecryptedTranscript>& transcripts) 
     return result && isSealed;
 }
 
-bool SyncStore::update(const UUID& id, std::string text) {
+bool SyncStore::update(
+    const UUID& id, std::string text, const std::optional<std::string>& original) {
     begin();
     if (text::trimmed(std::string_view(text)).empty()) return true;
     const auto with = key.existing();
@@ -193,6 +194,8 @@ bool SyncStore::update(const UUID& id, std::string text) {
             return {};
         }
         item.ciphertext = std::move(*sealed);
+        if (original && !item.originalCiphertext && *original != text)
+            item.originalCiphertext = seal(*original, **with);
         record->mirror.change();
         return {};
     };

@@ -37,8 +37,9 @@ public:
         std::string mode, const UUID& id);
     /// Adds those of which nothing is known: neither one of that id nor its deletion.
     bool addUnknown(const std::vector<DecryptedTranscript>& transcripts);
-    /// Blank text changes nothing; the original text stays.
-    bool update(const UUID& id, std::string text);
+    /// Blank text changes nothing; the original text stays, and where there is none, `original`
+    /// becomes it.
+    bool update(const UUID& id, std::string text, const std::optional<std::string>& original = {});
     bool deleteTranscript(const UUID& id);
     /// Puts a deleted transcript back as it was.
     bool restore(const DecryptedTranscript& transcript);

@@ -151,6 +151,20 @@ TEST_F(HistoryLibraryTest, changesReachBoth) {
     EXPECT_EQ(history.entries().back().originalText, "one");
 }
 
+TEST_F(HistoryLibraryTest, theFirstTextStaysWithANote) {
+    keepAll();
+    const auto old = add("old");
+    const auto aging = add("aging", 1);
+    library.update(aging, "edited while it is new");
+    for (std::size_t i = 0; i < DictationHistory::cap; ++i) add("more", 2);
+    EXPECT_EQ(library.entry(aging)->originalText, "aging");
+    library.update(old, "edited when it is old");
+    library.update(old, "and again");
+    EXPECT_EQ(library.entry(old)->originalText, "old");
+    library.update(old, "old");
+    EXPECT_EQ(library.entry(old)->originalText, std::nullopt);
+}
+
 TEST_F(HistoryLibraryTest, whatFailsHalfwayIsAsItWas) {
     keepAll();
     const auto first = addMany();
