@@ -71,7 +71,9 @@ public:
         keep->add_option("--mode", options.mode, "What it is for (notes)")
             ->type_name("MODE")
             ->check(CLI::IsMember({"messaging", "email", "notes", "coding"}));
-        addIds(add("delete", HistoryVerb::deleteIds, "Move dictations to Recently Deleted"));
+        auto* remove = add("delete", HistoryVerb::deleteIds, "Move dictations to Recently Deleted");
+        addIds(remove);
+        remove->add_flag("--yes", options.isConfirmed, "More than it holds, too");
         addIds(add("restore", HistoryVerb::restore, "Bring deleted dictations back"));
         add("trash", HistoryVerb::trash, "List Recently Deleted, last deleted first");
         addIds(add("erase", HistoryVerb::erase, "Delete for good what is in Recently Deleted"));
@@ -103,7 +105,8 @@ private:
 constexpr const char* historyFooter =
     "An ID is what list shows, or more of it. Deleted dictations stay in Recently\n"
     "Deleted for 30 days. With --json times are ISO 8601 in UTC.\n"
-    "The last hundred dictations are kept: export what is to last.\n"
+    "The last hundred dictations are kept, or all of them where the setting\n"
+    "historyEnabled is on.\n"
     "Exit codes: 0 done, 1 not done (no such dictation, locked keyring, full disk),\n"
     "2 wrong usage.";
 

@@ -44,6 +44,7 @@ private:
     /// Does it for each id until one fails; says which were done.
     template <typename Action>
     [[nodiscard]] int forEachId(const char* done, Action action);
+    [[nodiscard]] int deleteAll();
     [[nodiscard]] std::optional<UUID> deleteOne(const std::string& id);
     [[nodiscard]] std::optional<UUID> restoreOne(const std::string& id);
     [[nodiscard]] std::optional<UUID> eraseOne(const std::string& id);
@@ -64,6 +65,7 @@ private:
     /// The same, but a list that counts as empty stops no change.
     [[nodiscard]] bool isStopped();
 
+    std::vector<DictationEntry> listed; // of deleteOne(), read once
     bool isIncomplete = false; // what is beside the history could not be read: said at once
 };
 
@@ -115,9 +117,7 @@ int HistoryCommand::run() {
     case Verb::show: return show();
     case Verb::exportTo: return exportTo();
     case Verb::add: return add();
-    case Verb::deleteIds:
-        return forEachId(
-            "Moved to Recently Deleted", [this](const auto& id) { return deleteOne(id); });
+    case Verb::deleteIds: return deleteAll();
     case Verb::restore:
         return forEachId("Restored", [this](const auto& id) { return restoreOne(id); });
     case Verb::trash: return trash();
@@ -237,14 +237,28 @@ int HistoryCommand::forEachId(const char* done, Action action) {
     return isDone ? code : ExitCode::failure;
 }
 
+int HistoryCommand::deleteAll() {
+    // What the trash has no room for would be gone for good.
+    const auto waiting = trashedItems().size();
+    if (isStopped()) return ExitCode::failure;
+    if (!options.isConfirmed && options.ids.size() > 1 &&
+        waiting + options.ids.size() > DictationHistory::cap)
+        return refuse("Recently Deleted holds " + std::to_string(DictationHistory::cap) +
+                      ", and has " + std::to_string(waiting) +
+                      ": the oldest there would be deleted for good. Say so with --yes.");
+    listed = library.feed().entries();
+    if (hasProblem()) return ExitCode::failure;
+    return forEachId("Moved to Recently Deleted", [this](const auto& id) { return deleteOne(id); });
+}
+
 std::optional<UUID> HistoryCommand::deleteOne(const std::string& id) {
-    const auto entries = library.feed().entries();
-    if (hasProblem()) return std::nullopt;
-    const auto* entry = find(entries, id, "");
+    const auto* entry = find(listed, id, "");
     if (!entry) return std::nullopt;
-    library.deleteEntry(entry->id, services.now);
+    const UUID found = entry->id;
+    library.deleteEntry(found, services.now);
     if (isStopped()) return std::nullopt;
-    return entry->id;
+    std::erase_if(listed, [&](const auto& other) { return other.id == found; });
+    return found;
 }
 
 std::optional<UUID> HistoryCommand::restoreOne(const std::string& id) {

@@ -199,6 +199,11 @@ TEST_F(HistoryCommandTest, allAreKeptWhereThatIsWanted) {
     EXPECT_EQ(json({"search", "ZO\xC3\x8B"}).asArray()->size(), 1U);
     EXPECT_EQ(output({"show", before}), "before\n");
     EXPECT_EQ(run({"delete", first, before}).exitCode, 0);
+    const auto rest = json({"list"});
+    EXPECT_EQ(rest.asArray()->size(), 100U);
+    std::vector<std::string> all{"delete"};
+    for (const auto& each : *rest.asArray()) all.push_back(*each.member("id")->asString());
+    expectFailure(run(all), 2, "Recently Deleted holds 100, and has 2");
     EXPECT_EQ(json({"list"}).asArray()->size(), 100U);
     EXPECT_EQ(output({"restore", first}), "Restored: " + first + "\n");
     EXPECT_EQ(output({"show", first}), "first of many, Zo\xC3\xAB\n");
