@@ -109,6 +109,9 @@ bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
             },
             Qt::QueuedConnection);
     }
+    // The shell, or another program, may have changed it meanwhile.
+    if (scene && watched == &scene->view && event->type() == QEvent::FocusIn)
+        actions.refreshHistory();
     return QObject::eventFilter(watched, event);
 }
 
