@@ -94,6 +94,7 @@ FocusScope {
         boundsBehavior: Flickable.StopAtBounds
         bottomMargin: 24
         keyNavigationEnabled: true
+        highlightMoveDuration: 0 // what is current is in sight, however fast the keys come
         Accessible.role: Accessible.List
         Accessible.name: "Dictations"
 
@@ -103,10 +104,28 @@ FocusScope {
         Keys.onSpacePressed: if (currentItem) currentItem.toggle()
         Keys.onDeletePressed: page.history.remove(currentIndex)
         Keys.onPressed: (event) => {
-            if (event.matches(StandardKey.Copy)) {
+            event.accepted = true
+            if (event.matches(StandardKey.Copy))
                 page.history.copy(currentIndex)
-                event.accepted = true
-            }
+            else if (event.key === Qt.Key_PageDown)
+                turnPage(height)
+            else if (event.key === Qt.Key_PageUp)
+                turnPage(-height)
+            else if (event.key === Qt.Key_Home)
+                currentIndex = Math.min(0, count - 1)
+            else if (event.key === Qt.Key_End)
+                currentIndex = count - 1
+            else
+                event.accepted = false
+        }
+
+        // The entry that is so many pixels further, or the last one on the way.
+        function turnPage(by) {
+            const from = currentItem ? currentItem.y + currentItem.height / 2 : contentY
+            const edge = by > 0 ? count - 1 : Math.min(0, count - 1)
+            let at = indexAt(width / 2, from + by)
+            if (at < 0) at = indexAt(width / 2, from + by - 60)
+            currentIndex = at < 0 ? edge : at
         }
 
         section.property: "day"
@@ -154,6 +173,7 @@ FocusScope {
             TapHandler {
                 onTapped: {
                     list.currentIndex = entry.index
+                    list.forceActiveFocus()
                     entry.toggle()
                 }
                 onDoubleTapped: page.edit(entry.entryID)
@@ -241,6 +261,7 @@ FocusScope {
         T.ScrollBar.vertical: T.ScrollBar {
             id: bar
             implicitWidth: 8
+            minimumSize: 0.08
             contentItem: Rectangle {
                 implicitWidth: 5
                 radius: 3
