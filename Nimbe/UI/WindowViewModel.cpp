@@ -195,7 +195,8 @@ void WindowViewModel::setKeepsAll(bool isOn) {
 }
 
 bool WindowViewModel::offersKeepingAll() const {
-    return !actions.entries().empty() && HistorySyncPrompt(actions.all().defaults).isOffered();
+    return !actions.entries().empty() && !keepsAll() &&
+           HistorySyncPrompt(actions.all().defaults).isOffered();
 }
 
 void WindowViewModel::answerKeepingAll(bool isWanted) {

@@ -216,7 +216,7 @@ Flickable {
                 title: "Keep every dictation"
                 detail: page.model.keepsAll
                         ? "Encrypted, on this computer. Turned off, what is kept stays until you delete it."
-                        : "Encrypted, on this computer. Otherwise the last 100 are kept."
+                        : "Encrypted, on this computer, not the last 100 alone."
                 last: true
 
                 Toggle {
