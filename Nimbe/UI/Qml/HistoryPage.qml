@@ -108,9 +108,9 @@ FocusScope {
             if (event.matches(StandardKey.Copy))
                 page.history.copy(currentIndex)
             else if (event.key === Qt.Key_PageDown)
-                turnPage(height)
+                turnPage(1)
             else if (event.key === Qt.Key_PageUp)
-                turnPage(-height)
+                turnPage(-1)
             else if (event.key === Qt.Key_Home)
                 currentIndex = Math.min(0, count - 1)
             else if (event.key === Qt.Key_End)
@@ -119,13 +119,17 @@ FocusScope {
                 event.accepted = false
         }
 
-        // The entry that is so many pixels further, or the last one on the way.
-        function turnPage(by) {
-            const from = currentItem ? currentItem.y + currentItem.height / 2 : contentY
-            const edge = by > 0 ? count - 1 : Math.min(0, count - 1)
-            let at = indexAt(width / 2, from + by)
-            if (at < 0) at = indexAt(width / 2, from + by - 60)
-            currentIndex = at < 0 ? edge : at
+        // By as many entries as are in sight; between two of them, or on a heading, there is none.
+        function turnPage(direction) {
+            const find = (y, towards) => {
+                for (let by = 0; by < height; by += 20) {
+                    const at = indexAt(width / 2, y + towards * by)
+                    if (at >= 0) return at
+                }
+                return currentIndex
+            }
+            const step = Math.max(1, find(contentY + height - 1, -1) - find(contentY, 1))
+            currentIndex = Math.max(0, Math.min(currentIndex + direction * step, count - 1))
         }
 
         section.property: "day"
