@@ -295,7 +295,6 @@ Task<MacDictationController::Dictated> MacDictationController::polishedText(
     self.reset();
 
     auto polished = co_await first;
-
     self = weakSelf.lock();
     if (!self) co_return {};
     self->polishing.reset();

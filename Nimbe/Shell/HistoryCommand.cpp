@@ -23,7 +23,7 @@ using Verb = HistoryOptions::Verb;
 class HistoryCommand {
 public:
     HistoryCommand(const HistoryOptions& options, const HistoryServices& services, Streams streams)
-        : options(options), library(services.library), services(services), streams(streams) {}
+        : options(options), library(services.history), services(services), streams(streams) {}
 
     [[nodiscard]] int run();
 

@@ -27,7 +27,7 @@ struct HistoryOptions {
 
 /// What the verbs of the history work on.
 struct HistoryServices {
-    HistoryLibrary& library;
+    HistoryLibrary& history;
     TextEmbedder& embedder;
     FileWriter& files;
     Calendar calendar;

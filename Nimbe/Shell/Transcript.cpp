@@ -37,8 +37,8 @@ bool saveTranscript(const std::string& text, const std::string& modeName, ShellS
     const auto* services = shell.history(error);
     const auto mode = dictationMode(modeName);
     if (!services || !mode) return false;
-    services->library.append(text, std::nullopt, *mode, Date::now());
-    const auto problem = services->library.problem();
+    services->history.append(text, std::nullopt, *mode, Date::now());
+    const auto problem = services->history.problem();
     const bool isKept = !problem || problem->isPartial();
     if (problem) error << verb << ": " << problem->sentence << "\n";
     if (!isKept) error << verb << ": The text was not kept.\n";

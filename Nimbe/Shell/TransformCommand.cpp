@@ -87,7 +87,7 @@ private:
     [[nodiscard]] bool readNote(const std::string& id) {
         history = shell.history(streams.error);
         if (!history) return false;
-        const auto entries = history->library.feed().entries();
+        const auto entries = history->history.feed().entries();
         if (hasProblem()) return false;
         const auto found = HistoryID::find(entries, id);
         if (!found) {
@@ -101,7 +101,7 @@ private:
     }
 
     [[nodiscard]] bool hasProblem() {
-        const auto problem = history->library.problem();
+        const auto problem = history->history.problem();
         if (problem) sayProblem(*problem, verb, streams.error);
         return problem && problem->kind != HistoryProblem::Kind::syncedUnreadable;
     }
@@ -168,7 +168,7 @@ private:
 
     /// False, with the reason: the note is as it was, or as somebody changed it meanwhile.
     [[nodiscard]] bool save(const std::string& text) {
-        auto& notes = history->library;
+        auto& notes = history->history;
         const auto now = notes.entry(*note);
         bool isSaved = !hasProblem();
         if (isSaved && !now) {

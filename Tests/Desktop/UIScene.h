@@ -104,9 +104,9 @@ struct UIScene {
     FakeTextProcessor processor;
     DictationHistory history{defaults, log};
     SyncStore* syncStore = nullptr; // where a test gives one
-    HistoryLibrary library{history, defaults, [this](auto) {
-                               return HistoryLibrary::Synced{syncStore};
-                           }};
+    HistoryLibrary dictations{history, defaults, [this](auto) {
+                                  return HistoryLibrary::Synced{syncStore};
+                              }};
     FakeAudioInput& input;
     MacAudioDeviceStore microphones{actor, input, defaults, log};
     FakeKeyNames keyNames;
@@ -122,8 +122,8 @@ struct UIScene {
     std::shared_ptr<UpdateChecker> updates =
         UpdateChecker::create({actor, http, defaults, opener, log, BuildStamp{"0.1.0", "1"}});
     std::shared_ptr<MacDictationController> dictation =
-        MacDictationController::create({actor, engine, library, inserter, workspace, shortcuts, hud,
-            sound, processor, defaults, log, {actor, keys, trust, launch}, [] { return 0.4; },
+        MacDictationController::create({actor, engine, dictations, inserter, workspace, shortcuts,
+            hud, sound, processor, defaults, log, {actor, keys, trust, launch}, [] { return 0.4; },
             [](const std::function<void()>& ready) {
                 ready();
             }});
@@ -137,7 +137,7 @@ struct UIScene {
     int quits = 0;
 
     [[nodiscard]] DesktopServices services() {
-        return {actor, *dictation, library, microphones, shortcuts, keyNames, model, transforms,
+        return {actor, *dictation, dictations, microphones, shortcuts, keyNames, model, transforms,
             defaults, *updates, crashes, loginItem, *exporter, *clients, pasteboard, workspace,
             surroundings, log, [this] {
                 ++quits;

@@ -211,8 +211,8 @@ TEST_F(HistoryListModelTest, aViewIsToldOfEveryRow) {
         const auto id = actions->entries()[draw(250)].id;
         const auto kind = draw(10);
         if (kind < 3) say("New " + std::to_string(step), 0);
-        if (kind == 3) scene.library.update(id, "Edited " + std::to_string(step));
-        if (kind == 4 || kind == 5) scene.library.deleteEntry(id, now);
+        if (kind == 3) scene.dictations.update(id, "Edited " + std::to_string(step));
+        if (kind == 4 || kind == 5) scene.dictations.deleteEntry(id, now);
         if (kind == 6) model->setQuery(queries[draw(4)]);
         if (kind == 7) now = now + 3600.0 * static_cast<double>(draw(9));
         if (kind > 7) model->fetchMore({});
