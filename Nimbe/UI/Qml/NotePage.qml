@@ -243,7 +243,7 @@ FocusScope {
                 Item {
                     visible: !page.languageModel.isAvailable
                     width: parent.width
-                    height: Math.max(why.height, setUpButton.height)
+                    height: Math.max(why.implicitHeight, setUpButton.implicitHeight)
 
                     Text {
                         id: why
