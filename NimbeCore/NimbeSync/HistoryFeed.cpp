@@ -15,7 +15,6 @@ HistoryFeed::HistoryFeed(std::vector<DictationEntry> local, std::vector<Decrypte
     for (auto& transcript : synced) {
         const auto [known, isNew] = seen.try_emplace(transcript.id);
         if (isNew) {
-            syncedOnly.insert(transcript.id);
             list.push_back(entry(std::move(transcript)));
         } else if (known->second) {
             auto& shown = list[*known->second];

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <set>
 #include <vector>
 
 #include "NimbeKitCore/History/DictationEntry.h"
@@ -21,15 +20,11 @@ public:
     [[nodiscard]] const std::vector<DictationEntry>& entries() const& { return list; }
     [[nodiscard]] std::vector<DictationEntry> entries() && { return std::move(list); }
 
-    /// It stands in the synced store alone, which must be told of changes.
-    [[nodiscard]] bool isSyncedOnly(const UUID& id) const { return syncedOnly.count(id) > 0; }
-
     /// A mode that this version does not know becomes messaging.
     [[nodiscard]] static DictationEntry entry(DecryptedTranscript transcript);
 
 private:
     std::vector<DictationEntry> list;
-    std::set<UUID> syncedOnly;
 };
 
 } // namespace nimbe

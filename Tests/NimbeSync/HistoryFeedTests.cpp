@@ -15,20 +15,17 @@ std::vector<std::string> textsOf(const HistoryFeed& feed) {
 
 TEST(HistoryFeed, isOneListOfBothSides) {
     const UUID shared = UUID::random();
-    const UUID synced = UUID::random();
     const UUID polished = UUID::random();
     const HistoryFeed feed(
         {{shared, "here", Date{20}}, {polished, "polished", Date{18}},
             {UUID::random(), "tie, here", Date{10}}, {shared, "twice", Date{15}}},
         {{shared, "there", Date{99}}, {polished, "polished", Date{18}, "notes", "uh, polished"},
             {UUID::random(), "tie, there", Date{10}},
-            {synced, "newest", Date{30}, "email", "before"},
+            {UUID::random(), "newest", Date{30}, "email", "before"},
             {UUID::random(), "newer mode", Date{5}, "haiku"}});
 
     EXPECT_EQ(textsOf(feed), (std::vector<std::string>{"newest", "here", "polished", "tie, here",
                                  "tie, there", "newer mode"}));
-    EXPECT_TRUE(feed.isSyncedOnly(synced));
-    EXPECT_FALSE(feed.isSyncedOnly(shared));
     EXPECT_EQ(feed.entries().front().mode, DictationMode::email);
     EXPECT_EQ(feed.entries().front().originalText, "before");
     EXPECT_EQ(feed.entries()[2].originalText, "uh, polished");
